@@ -1,0 +1,31 @@
+# Language level, warnings, sanitizers and where programs land.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+
+option(SONGLATCH_WERROR "Treat warnings as errors" OFF)
+set(SONGLATCH_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
+option(SONGLATCH_COVERAGE "Instrument for gcov" OFF)
+option(SONGLATCH_FUZZ "Build the fuzz targets (clang only)" OFF)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-qual
+                    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+                    $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>)
+if(SONGLATCH_WERROR)
+    add_compile_options(-Werror)
+endif()
+if(SONGLATCH_SANITIZE)
+    add_compile_options(-fsanitize=${SONGLATCH_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${SONGLATCH_SANITIZE})
+endif()
+if(SONGLATCH_COVERAGE)
+    add_compile_options(--coverage)
+    add_link_options(--coverage)
+endif()

@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds and runs the tests. See --help.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+
+usage() {
+    cat <<'END'
+Usage: scripts/test.sh [--preset NAME] [--long | --all] [--] [ctest options]
+
+  --preset NAME  release (the default), debug, asan, tsan, coverage or fuzz
+  --long         only the tests that take longer than a few seconds
+  --all          those and all others
+  --help         this text
+
+Without --long and --all the tests labelled "long" are left out. What follows is handed to ctest,
+as in: scripts/test.sh --preset asan -R CTag
+END
+}
+
+preset=release
+selection=(-LE long)
+while [ $# -gt 0 ]; do
+    case $1 in
+    --preset)
+        preset=${2:?--preset needs the name of a preset}
+        shift
+        ;;
+    --long) selection=(-L long) ;;
+    --all) selection=() ;;
+    --help)
+        usage
+        exit 0
+        ;;
+    --)
+        shift
+        break
+        ;;
+    *) break ;;
+    esac
+    shift
+done
+
+groups=(build run test)
+[ "$preset" = fuzz ] && groups+=(fuzz)
+ensure_packages "${groups[@]}"
+build_preset "$preset"
+
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+export TSAN_OPTIONS=${TSAN_OPTIONS:-second_deadlock_stack=1}
+exec ctest --test-dir "$repository/build/$preset" --output-on-failure --no-tests=error \
+    -j "$(nproc)" "${selection[@]}" "$@"

@@ -57,6 +57,8 @@ std::string print(Number value) {
 
 } // namespace
 
+stdTools tools;
+
 stdTools::~stdTools() = default;
 
 void stdTools::Output(std::string source, std::string message, ErrorLevel level) const {

@@ -11,7 +11,7 @@
 class stdTools {
 public:
     /** Severity of a log line, and its prefix: "Message: ", "Warning: ", "Error: ". */
-    enum ErrorLevel { Message = 0, Warning = 1, Error = 2 };
+    enum ErrorLevel : int { Message = 0, Warning = 1, Error = 2 };
 
     virtual ~stdTools();
 
@@ -56,3 +56,6 @@ public:
     static std::string toString(double value);
     static std::string toString(char const* text);
 };
+
+/** The logger of main. */
+extern stdTools tools;

@@ -12,7 +12,7 @@
 class CTagException {
 public:
     /** What kind of failure it is. The numbers reach the log; 0 and 6 stay unused. */
-    enum ExceptionCodes {
+    enum ExceptionCodes : int {
         ExUnhandled = 1,  ///< a failure nobody foresaw
         ExXmlFile = 2,    ///< an XML file or the XML library itself
         ExConversion = 3, ///< text that is no number

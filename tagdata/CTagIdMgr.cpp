@@ -77,16 +77,14 @@ void CTagIdManager::addNewTagBlock(CTagIdBlock const* block) {
     mBlocks[keyOf(block->tagIdInfo())] = const_cast<CTagIdBlock*>(block);
 }
 
-void CTagIdManager::file(std::unique_ptr<CTagIdBlock> block) {
-    mBlocks[keyOf(block->tagIdInfo())] = block.get();
-    block.release();
+CTagIdBlock* CTagIdManager::file(std::unique_ptr<CTagIdBlock> block) {
+    CTagIdBlock*& slot = mBlocks[keyOf(block->tagIdInfo())];
+    slot = block.release();
+    return slot;
 }
 
 void CTagIdManager::addTagBlockByTagId(CTagIdInfo const& info) {
-    auto block = std::make_unique<CTagIdBlock>(info);
-    CTagIdBlock* const made = block.get();
-    file(std::move(block));
-    mCurrentBlock = made;
+    mCurrentBlock = file(std::make_unique<CTagIdBlock>(info));
 }
 
 void CTagIdManager::addDeviceId2TagBlock(CTagIdInfo const& info, unsigned int deviceId) {

@@ -89,7 +89,7 @@ public:
     std::size_t size() const { return mBlocks.size(); }
 
 private:
-    void file(std::unique_ptr<CTagIdBlock> block);
+    CTagIdBlock* file(std::unique_ptr<CTagIdBlock> block);
 
     Blocks mBlocks;
     CTagIdBlock* mCurrentBlock = nullptr;

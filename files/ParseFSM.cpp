@@ -1,0 +1,98 @@
+#include "files/ParseFSM.h"
+
+#include "SaxAttributes.h"
+#include "service/stdTools.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+namespace {
+
+constexpr char START_CONTEXT[] = "ParseFSM_startElementNS";
+constexpr char END_CONTEXT[] = "ParseFSM_endElementNS";
+
+constexpr int POINTERS_PER_NAMESPACE = 2;
+
+char const* text(unsigned char const* bytes) {
+    return reinterpret_cast<char const*>(bytes);
+}
+
+char const* printable(unsigned char const* bytes) {
+    return bytes == nullptr ? "(null)" : text(bytes);
+}
+
+void printNamespaces(int count, unsigned char const** namespaces) {
+    for (int i = 0; i < count; ++i) {
+        unsigned char const* const prefix = namespaces[i * POINTERS_PER_NAMESPACE];
+        unsigned char const* const uri = namespaces[i * POINTERS_PER_NAMESPACE + 1];
+        std::printf("  namespace: name='%s' uri=(%p)'%s'\n", printable(prefix),
+                    static_cast<void const*>(uri), printable(uri));
+    }
+}
+
+/** Runs one stage of a callback; a failure costs this stage alone, and a line. */
+template <class Stage>
+void attempt(stdTools const& log, char const* context, char const* complaint, Stage stage) {
+    try {
+        stage();
+    } catch (...) {
+        log.Output(context, complaint, stdTools::Message);
+    }
+}
+
+} // namespace
+
+void ParseFSM::startElementNs(void* /*ctx*/, unsigned char const* localname,
+                              unsigned char const* /*prefix*/, unsigned char const* /*URI*/,
+                              int nb_namespaces, unsigned char const** namespaces,
+                              int nb_attributes, int /*nb_defaulted*/,
+                              unsigned char const** attributes) {
+    stdTools const log;
+    auto const say = [&](std::string const& line) {
+        log.Output(START_CONTEXT, line, stdTools::Message);
+    };
+    attempt(log, START_CONTEXT, "Error in prepping", [&] {
+        say("in startElementNs");
+        say(std::string("Name = ").append(std::string(text(localname))));
+    });
+    attempt(log, START_CONTEXT, "Error pulling name spaces", [&] {
+        say("Attempting to pull name spaces");
+        printNamespaces(nb_namespaces, namespaces);
+    });
+    attempt(log, START_CONTEXT, "Error pulling attributes", [&] {
+        say("Attempting to pull attributes");
+        for (SaxAttribute const attribute : SaxAttributes(attributes, nb_attributes)) {
+            say(std::string("localname: ").append(attribute.name));
+            say("Value: " + attribute.value());
+        }
+    });
+}
+
+void ParseFSM::endElementNs(void* /*ctx*/, unsigned char const* localname,
+                            unsigned char const* /*prefix*/, unsigned char const* /*URI*/) {
+    stdTools const log;
+    log.Output(END_CONTEXT, "in endElementNs", stdTools::Message);
+    attempt(log, END_CONTEXT, "Error in prepping", [&] {
+        log.Output(END_CONTEXT, "Name = " + std::string(text(localname)), stdTools::Message);
+    });
+    log.Output(END_CONTEXT, "exiting endElementNs", stdTools::Message);
+}
+
+void ParseFSM::error(void* /*ctx*/, char const* msg, ...) {
+    stdTools const log;
+    log.Output("ParseFSM_error", "in error", stdTools::Message);
+    std::va_list arguments;
+    va_start(arguments, msg);
+    std::vprintf(msg, arguments);
+    va_end(arguments);
+}
+
+void ParseFSM::warning(void* /*ctx*/, char const* msg, ...) {
+    stdTools const log;
+    log.Output("ParseFSM_warning", "in warning", stdTools::Message);
+    std::va_list arguments;
+    va_start(arguments, msg);
+    std::vprintf(msg, arguments);
+    va_end(arguments);
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "SaxAttributes.h"
+#include "tagdata/CAmbigTag.h"
+#include "tagdata/CLinkedList.h"
+#include "tagdata/CTag.h"
+#include "tagdata/TagFields.h"
+
+#include <memory>
+
+/** Stores an attribute in the field it names; an unknown one is ignored. */
+inline void assignAttribute(CTag& tag, SaxAttribute attribute) {
+    if (TagField const* const field = findTagField(attribute.name)) {
+        field->assign(tag, attribute.value());
+    }
+}
+
+inline void assignAttribute(CAmbigTag& tag, SaxAttribute attribute) {
+    if (attribute.is(BUTTON_PRESSED)) {
+        tag.ButtonPressed(stdTools::parseInt(attribute.value()));
+    } else {
+        assignAttribute(static_cast<CTag&>(tag), attribute);
+    }
+}
+
+/** Appends the record that one element holds. @throws CTagException* with ExConversion */
+template <class Tag>
+void appendTag(CLinkedList<Tag>& tags, SaxAttributes attributes) {
+    auto tag = std::make_unique<Tag>();
+    for (SaxAttribute const attribute : attributes) {
+        assignAttribute(*tag, attribute);
+    }
+    tags.AddRear(tag.release());
+}

@@ -1,0 +1,109 @@
+// The end of a tag's journey: the property list of marked tracks, composed whole in memory and
+// given to the driver of the iPod's file system in one piece, so that an iPod never gets half a
+// list.
+#include "files/XMLTools.h"
+
+#include "FileNames.h"
+#include "files/CConfigInfo.h"
+#include "platform/ControlNode.h"
+#include "platform/devctl.h"
+#include "tagdata/CAmbigTag.h"
+#include "tagdata/CTagException.h"
+
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <unistd.h>
+
+namespace {
+
+constexpr char HEAD[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
+                        "<!DOCTYPE plist PUBLIC \"-//Apple Inc//DTD PLIST 1.0//EN\" "
+                        "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\r\n"
+                        "<plist version=\"1.0\">\r\n"
+                        "<dict>\r\n";
+constexpr char TRACKS[] = "<key>MarkedTracks</key>\r\n<array>\r\n";
+constexpr char END[] = "</array>\r\n</dict>\r\n</plist>\r\n";
+
+/** "Take this tag text": direction to the device, class 0x0E, command 0x84. */
+constexpr unsigned int DCMD_TAG_TEXT = 0x80010E84;
+
+void writeTestFile(std::string const& path, std::string const& text) {
+    std::ofstream file(path);
+    file << text;
+}
+
+std::string describe(int status, int reply) {
+    return stdTools::toString(status) + " (" + std::strerror(status)
+           + "): ret:" + stdTools::toString(reply);
+}
+
+} // namespace
+
+template <class Tag>
+std::string XMLTools::dictionariesOf(CLinkedList<Tag>* tags, unsigned int deviceId) {
+    std::string text;
+    for (Tag* const tag : *tags) {
+        if (isForDevice(tag, deviceId)) {
+            text += tag->toAppleXML();
+        }
+    }
+    return text;
+}
+
+void XMLTools::CraftAppleXML(CConfigInfo* config, CLinkedList<CTag>* tags,
+                             CLinkedList<CAmbigTag>* ambigTags, std::string mountPoint,
+                             unsigned int deviceId) {
+    auto const say = [this](std::string const& line) {
+        log.Output("XMLTools_CraftAppleXML", line, stdTools::Message);
+    };
+    say("Starting");
+    std::string text = HEAD + config->toAppleXML();
+    tagFilePath = config->localStorage() + TAG_FILE;
+    ambigTagFilePath = config->localStorage() + AMBIG_TAG_FILE;
+    say("Initial tag count: " + log.toString(tags->Count()));
+    text += TRACKS + dictionariesOf(tags, deviceId);
+    say("Initial AmbigTag count: " + log.toString(ambigTags->Count()));
+    text += dictionariesOf(ambigTags, deviceId) + END;
+    say("Writing XML to: " + mountPoint);
+    try {
+        WriteAppleXML(text, false, mountPoint);
+    } catch (CTagException*) {
+        say("Rethrowing planned exception");
+        throw;
+    }
+    say("finished");
+}
+
+void XMLTools::WriteAppleXML(std::string text, bool testing, std::string path) {
+    auto const say = [this](std::string const& line,
+                            stdTools::ErrorLevel level = stdTools::Message) {
+        log.Output("XMLTools_WriteAppleXML", line, level);
+    };
+    say("Testing :" + log.toString(testing));
+    if (testing) {
+        say("Writing to Testfile");
+        writeTestFile(path + APPLE_TEST_FILE, text);
+        say("finished");
+        return;
+    }
+    say("Writing to iPod at :" + path);
+    int const node = openControlNode((path + CONTROLNODE).c_str(), O_RDWR);
+    if (node == -1) {
+        say("Failed to access iPod", stdTools::Error);
+        throwTagException(CTagException::ExIpodWrite, "iPod not Availible");
+    }
+    int reply = 0;
+    int const status =
+        devctl(node, static_cast<int>(DCMD_TAG_TEXT), text.data(), text.size(), &reply);
+    if (status != 0) {
+        // The descriptor stays open; only success closes it.
+        // Test: WriteAppleXML.ARefusedTextLeavesTheDescriptorOpenAsRequired.
+        std::string const details = describe(status, reply);
+        say("Write of tag file to iPod failed err:" + details, stdTools::Error);
+        throwTagException(CTagException::ExIpodWrite, details, status);
+    }
+    close(node);
+    say("Items were written, only iTunes can confirm contents");
+    say("finished");
+}

@@ -1,0 +1,5 @@
+#include "bus/CTellbusEventTarget.h"
+
+#include "bus/CTellbusEventRouter.h"
+
+CTellbusEventTarget::CTellbusEventTarget() : m_targetId(m_router->nextTargetId()) {}

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "tellbus/tellbus.h"
+
+/** Whether a status word of the bus library means failure: its bit 31. */
+constexpr bool isTellbusFailure(TELLBUS_tStatus status) {
+    return (status & 0x80000000U) != 0;
+}
+
+/** The code of a status word, which messages print without the severity. */
+constexpr int tellbusCode(TELLBUS_tStatus status) {
+    return static_cast<int>(status & 0x0FFFFFFFU);
+}

@@ -1,0 +1,142 @@
+#include "service/CTaggingImpl.h"
+
+#include "service/StoredTags.h"
+
+#include <array>
+
+namespace {
+
+constexpr char SERVICENAME[] = "com.veldan.service.Songlatch";
+constexpr char SERVICEPATH[] = "/com/veldan/service/Songlatch";
+constexpr char DEVICESTATE[] = "deviceState";
+
+constexpr char SOURCE[] = "CTaggingImpl_Constructor";
+
+/** Indexed by EnuStatus less one. */
+constexpr std::array<char const*, CTaggingImpl::LOCALFULL_IPOD_INCOMPATIBLE> STATUSNAMES = {
+    "OK",
+    "ERROR",
+    "TARGET_FULL",
+    "LOCAL_STORAGE_FULL",
+    "STORED_LOCAL",
+    "STORED_ON_TARGET",
+    "TRANSFER_SUCCEEDED",
+    "TRANSFER_FAILED",
+    "STOREDLOCAL_IPOD_INCOMPATIBLE",
+    "LOCALFULL_IPOD_INCOMPATIBLE",
+};
+
+} // namespace
+
+CTaggingImpl::_Status::_Status(EnuStatus status) {
+    *this = static_cast<int>(status);
+}
+
+CTaggingImpl::_Status& CTaggingImpl::_Status::operator=(int status) {
+    bool const known = status >= OK && status <= LOCALFULL_IPOD_INCOMPATIBLE;
+    Name = known ? STATUSNAMES[static_cast<std::size_t>(status - OK)] : "";
+    Value = known ? status : 0;
+    return *this;
+}
+
+CTaggingImpl::CTaggingImpl(bool debug) : CSvcImplBase(SERVICENAME, SERVICEPATH, true) {
+    mTools.DEBUG = debug;
+    log(SOURCE, "Item created");
+    log(SOURCE, "Subscribing");
+    mDeviceStateSubscription = subscribe(makeObjPath(MEDIASERVICE).c_str(), DEVICESTATE, nullptr);
+    log(SOURCE, "Loading Configuration");
+    publishStoredCount();
+    log(SOURCE, "Getting Devices");
+    getDevices();
+    SonglatchingReady();
+}
+
+CTaggingImpl::~CTaggingImpl() {
+    unsubscribe(mDeviceStateSubscription);
+}
+
+void CTaggingImpl::publishStoredCount() {
+    XMLTools xml(mDeviceId, mTools.DEBUG);
+    std::unique_ptr<CConfigInfo> const config(xml.LoadConfig());
+    if (config == nullptr) {
+        return;
+    }
+    // Ambiguous candidates are not halved in this first value, unlike in all later ones.
+    // Test: TestStartup.test_first_local_status_is_required_to_count_ambiguous_candidates_in_full.
+    unsigned long count = ListOwner<CTag>(xml.LoadTags())->Count();
+    count += ListOwner<CAmbigTag>(xml.LoadAmbigTags())->Count();
+    xml.LoadTagIdMgr();
+    sendLocalStatus(static_cast<int>(count), config->maxTagCount());
+}
+
+Json::Value CTaggingImpl::getProperties(bool transfer, bool connection, bool local) {
+    Json::Value props(Json::objectValue);
+    if (transfer) {
+        props[TRANSFERSTATUS] = transferStatus();
+    }
+    if (connection) {
+        props[CONNECTIONSTATUS] = connectionStatus();
+    }
+    if (local) {
+        props[LOCALSTATUS] = localStatus();
+    }
+    Json::Value result(Json::objectValue);
+    result["props"] = props;
+    return result;
+}
+
+void CTaggingImpl::sendLocalStatus(int current, int max) {
+    constexpr int UNCHANGED = -1;
+    if (current != UNCHANGED) {
+        mLocalCurrent = current;
+    }
+    if (max != UNCHANGED) {
+        mLocalMax = max;
+    }
+    emitStatus(LOCALSTATUS, localStatus());
+}
+
+void CTaggingImpl::sendConnectionStatus() {
+    emitStatus(CONNECTIONSTATUS, connectionStatus());
+}
+
+void CTaggingImpl::sendTransferStatus(EnuStatus status) {
+    mTransferStatus = status;
+    emitStatus(TRANSFERSTATUS, transferStatus());
+}
+
+Json::Value CTaggingImpl::localStatus() const {
+    Json::Value body(Json::objectValue);
+    body["Current"] = mLocalCurrent;
+    body["Max"] = mLocalMax;
+    return body;
+}
+
+Json::Value CTaggingImpl::connectionStatus() const {
+    Json::Value ids(Json::arrayValue);
+    for (CMediaDevice const* device : mDevices) {
+        ids.append(device->id());
+    }
+    Json::Value body(Json::objectValue);
+    body["Devices"] = ids;
+    return body;
+}
+
+Json::Value CTaggingImpl::transferStatus() const {
+    return toJson(static_cast<EnuStatus>(mTransferStatus));
+}
+
+Json::Value CTaggingImpl::toJson(_Status const& status) {
+    Json::Value body(Json::objectValue);
+    body["Name"] = status.Name;
+    body["Value"] = status.Value;
+    return body;
+}
+
+void CTaggingImpl::emitStatus(char const* name, Json::Value const& body) {
+    emit(name, mWriter.write(body).c_str());
+}
+
+void CTaggingImpl::log(char const* source, std::string const& message, stdTools::ErrorLevel level) {
+    mTools.Output(source, message, level);
+}

@@ -1,0 +1,231 @@
+#pragma once
+
+#include "bus/CSvcClientBase.h"
+#include "bus/CSvcImplBase.h"
+#include "service/MediaDevice.h"
+#include "service/stdTools.h"
+#include "tagdata/CAmbigTag.h"
+#include "tagdata/CLinkedList.h"
+#include "tagdata/CTag.h"
+
+#include <json/json.h>
+
+#include <string>
+#include <vector>
+
+class StoredTags;
+class XMLTools;
+
+/** The service that reports the attached devices, on the bus. */
+constexpr char MEDIASERVICE[] = "com.veldan.service.Media";
+
+/** Method of the media service that lists its devices, and the context that marks its answer. */
+constexpr char GETDEVICES[] = "getDevices";
+
+/** The signals, and the properties of "getProperties". */
+constexpr char LOCALSTATUS[] = "localStatus";
+constexpr char CONNECTIONSTATUS[] = "connectionStatus";
+constexpr char TRANSFERSTATUS[] = "transferStatus";
+
+/**
+ * The service object: a service on the bus and a client of the media service.
+ *
+ * It owns the attached iPods and the three published values, and keeps nothing else between calls:
+ * the files are the state of the tags. Every operation runs on the main thread, one at a time and
+ * to its end, so that there is no lock. An exception that leaves an operation leaves the event loop
+ * with it and ends the process in main; the client whose call it was gets no reply.
+ *
+ * The operations stand in one source file for each job: CTaggingImpl.cpp (life and published
+ * values), CTaggingImplDispatch.cpp, CTaggingImplStoring.cpp, CTaggingImplDevices.cpp and
+ * CTaggingImplTransfer.cpp.
+ */
+class CTaggingImpl : public CSvcClientBase, public CSvcImplBase {
+public:
+    /** What became of a request or a transfer. Numbers and names go out on the bus. */
+    enum EnuStatus : int {
+        OK = 1,
+        ERROR = 2,
+        TARGET_FULL = 3,                   ///< the named iPod had no room; stored locally
+        LOCAL_STORAGE_FULL = 4,            ///< the limit is reached; the request was dropped
+        STORED_LOCAL = 5,                  ///< waits in the local files
+        STORED_ON_TARGET = 6,              ///< an iPod took the tags
+        TRANSFER_SUCCEEDED = 7,            ///< an iPod took the waiting tags
+        TRANSFER_FAILED = 8,               ///< a capable iPod was there but took nothing
+        STOREDLOCAL_IPOD_INCOMPATIBLE = 9, ///< no attached iPod supports tagging
+        LOCALFULL_IPOD_INCOMPATIBLE = 10,  ///< the same, and the limit is reached
+    };
+
+    /** A status as the bus sees it. A number outside the list is an empty name and 0. */
+    struct _Status {
+        _Status(EnuStatus status);
+        _Status& operator=(int status);
+
+        std::string Name;
+        int Value;
+    };
+
+    /** One tag as it arrives in JSON; each member has its key's name. */
+    struct _tag {
+        std::string Artist;
+        std::string Name;
+        std::string Album;
+        bool ButtonPressed = false;
+        std::string Genre;
+        std::string iTunesAffiliateID;
+        int iTunesSongID = -1; ///< negative: none
+        std::string iTunesStationID;
+        int iTunesStorefrontID = 0;
+        int PodcastFeedURL = 0; ///< 0: none
+        int ProgramNumber = 0;
+        std::string StationCallLetters;
+        std::string StationFrequency;
+        std::string StationURL;
+        std::string TimeStamp;
+        std::string UnknownData;
+
+        /** A record of a single tag, owned by the caller. */
+        CTag* createCTag() const;
+        /** A record of one candidate of an ambiguous tag, owned by the caller. */
+        CAmbigTag* createCAmbigTag() const;
+    };
+
+    /** Answer to "checkTag": the identity that was asked for, and whether the device has it. */
+    struct _Taggable {
+        bool tagged = false;
+        std::string Name;
+        std::string Artist;
+        std::string iTunesSongID;
+    };
+
+    /**
+     * Brings up the bus, publishes the service, publishes the first "localStatus" and asks the
+     * media service for its devices.
+     * @param debug whether messages and warnings also go to standard output
+     * @throws CTagException* if the configuration or AmbigTag.xml cannot be read
+     */
+    explicit CTaggingImpl(bool debug);
+
+    /** Ends the subscription. The device records stay: nothing has any use for them afterwards. */
+    virtual ~CTaggingImpl();
+
+    CTaggingImpl(CTaggingImpl const&) = delete;
+    CTaggingImpl& operator=(CTaggingImpl const&) = delete;
+
+    // Events of the bus.
+
+    using CSvcClientBase::processTellbusResult;
+    /** Takes the media service's answer; one with another context is only logged. */
+    void processTellbusResult(unsigned int const& id, char const* result, void* context) override;
+    /** Takes "deviceState", recognised by the subscription's id alone. */
+    void processTellbusSignal(unsigned int const& id, CTellbusSignal const* signal,
+                              void* context) override;
+    /** Carries out one method call and replies. Failures are ordinary replies. */
+    void processTellbusRequest(CTellbusRequest* request) override;
+
+    // Published values.
+
+    /** `{"props":{...}}` with the values asked for. Emits nothing. */
+    Json::Value getProperties(bool transferStatus, bool connectionStatus, bool localStatus);
+    /** Stores the values, -1 leaving one as it is, and emits "localStatus". */
+    void sendLocalStatus(int current, int max);
+    /** Emits "connectionStatus". */
+    void sendConnectionStatus();
+    /** Stores the status and emits "transferStatus". */
+    void sendTransferStatus(EnuStatus status);
+
+    // Methods.
+
+    /**
+     * Puts the tags, and all that were stored before them, onto iPods or into the local files.
+     *
+     * One tag is a single tag; several are the candidates of one ambiguous tag.
+     *
+     * @param deviceId CMediaDevice::id() of the target where the configuration says "specify"; -1
+     *                 for none. It also says on whose behalf tags are recorded.
+     * @throws CTagException* if the configuration file cannot be parsed
+     */
+    EnuStatus tagRequest(std::vector<_tag>& tags, int deviceId);
+    /** Empties both tag files. The record of delivered songs stays. */
+    EnuStatus clearAllLocalTags();
+    /** Looks up one identity for one device in the record of delivered songs. */
+    _Taggable checkTag(Json::Value const& params);
+
+    // Devices.
+
+    /** Asks the media service for its devices; the answer arrives as a result. */
+    void getDevices();
+    /** Replaces the list of iPods by the answer to "getDevices" and starts a transfer. */
+    void ProcessDeviceState(Json::Value const& value);
+    /** Takes one iPod in or out and, when one came, starts a transfer. @throws CTagException* */
+    void ProcessDeviceStateSignal(CTellbusSignal const*& signal);
+    /** Whether the iPod mounted there has the capability for tagging. Every failure is a no. */
+    bool isDeviceSupportTagging(std::string mountPoint);
+    /** "a.b.C" as the object path "/a/b/C". */
+    static std::string makeObjPath(std::string busName);
+
+    // Transfer.
+
+    /** Moves the waiting tags to the first iPod that supports tagging and takes them. */
+    void ProcessStoredTags();
+    /** Records every attached iPod against the tags, those without the file included. */
+    void UpdateIpodTagIds(XMLTools* xmlTools, CLinkedList<CTag>* tagList,
+                          CLinkedList<CAmbigTag>* ambigList, std::vector<CMediaDevice*>& devices);
+    /** Only logs. */
+    void SonglatchingReady();
+    /** Always true; part of the interface without a caller. */
+    bool isDeviceFull(unsigned int deviceId);
+
+private:
+    struct StoreAttempt;
+    struct TransferAttempt;
+    enum class Next { WriteDevice, NextDevice, StopWalk };
+
+    void log(char const* source, std::string const& message,
+             stdTools::ErrorLevel level = stdTools::Message);
+
+    // Life and published values.
+    void publishStoredCount();
+    Json::Value localStatus() const;
+    Json::Value connectionStatus() const;
+    Json::Value transferStatus() const;
+    void emitStatus(char const* name, Json::Value const& body);
+    static Json::Value toJson(_Status const& status);
+
+    // Dispatch: each fills the reply of one method.
+    using Method = void (CTaggingImpl::*)(CTellbusRequest&, Json::Value& reply);
+    void replyToTagRequest(CTellbusRequest& request, Json::Value& reply);
+    void replyToClearAllLocalTags(CTellbusRequest& request, Json::Value& reply);
+    void replyToGetProperties(CTellbusRequest& request, Json::Value& reply);
+    void replyToCheckTag(CTellbusRequest& request, Json::Value& reply);
+    void replyToUnknownMethod(CTellbusRequest& request, Json::Value& reply);
+
+    // Storing.
+    void addNewTags(StoredTags& stored, std::vector<_tag> const& tags);
+    void offerToDevices(StoreAttempt& attempt);
+    Next chooseByPolicy(StoreAttempt& attempt, CMediaDevice const& device);
+    Next chooseIfSpecified(StoreAttempt& attempt, CMediaDevice const& device);
+    void writeDevice(StoreAttempt& attempt, CMediaDevice const& device);
+    void storeLocally(StoreAttempt& attempt);
+    void recordStoredLocally(StoreAttempt& attempt);
+
+    // Devices.
+    void addDevices(Json::Value const& devices);
+    void removeDevice(int id);
+    void removeAllDevices();
+    template <class Read>
+    void readOrThrow(Read read);
+
+    // Transfer.
+    void transferToDevices(TransferAttempt& attempt);
+    void transferToDevice(TransferAttempt& attempt, CMediaDevice const& device);
+    void keepStoredTags(TransferAttempt& attempt);
+
+    unsigned int mDeviceStateSubscription = 0;
+    unsigned int mDeviceId = 0;
+    stdTools mTools;
+    Json::FastWriter mWriter;
+    std::vector<CMediaDevice*> mDevices;
+    int mLocalCurrent = 0;
+    int mLocalMax = 0;
+    int mTransferStatus = OK;
+};

@@ -1,0 +1,192 @@
+#include "service/CTaggingImpl.h"
+
+#include "bus/CTellbusEventTypes.h"
+#include "bus/JsonText.h"
+#include "ipod/ipodlib.h"
+#include "service/Guarded.h"
+#include "tagdata/CTagException.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <fcntl.h>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+constexpr char RULER[] = "--------------------";
+constexpr char DEVICELISTSOURCE[] = "CTaggingImpl_ProcessDeviceState(Json)";
+constexpr char DEVICESTATESOURCE[] = "CTaggingImpl_ProcessDeviceStateSignal";
+constexpr char IPOD[] = "ipod";
+
+/** Milliseconds. */
+constexpr unsigned int GETDEVICESTIMEOUT = 10000;
+
+/** The capability that stands for tagging among those that the driver lists. */
+constexpr std::uint16_t TAGGING = 8;
+constexpr std::size_t CAPABILITYROOM = 9;
+
+/** What a text that is missing or does not parse reads as: an empty object. */
+Json::Value parseObject(char const* text) {
+    Json::Value value;
+    if (!parseJson(text == nullptr ? "{}" : text, value)) {
+        value = Json::Value(Json::objectValue);
+    }
+    return value;
+}
+
+bool isIpod(Json::Value const& device) {
+    return device["type"].asString() == IPOD;
+}
+
+std::unique_ptr<CMediaDevice> readDevice(Json::Value const& json) {
+    auto device = std::make_unique<CMediaDevice>();
+    device->Type(json["type"].asString());
+    device->content(json["content"].asString());
+    device->id(json["id"].asInt());
+    device->mountPoint(json["mountPoint"].asString());
+    device->name(json["name"].asString());
+    device->storage(json["storage"].asString());
+    return device;
+}
+
+} // namespace
+
+std::string CTaggingImpl::makeObjPath(std::string busName) {
+    std::replace(busName.begin(), busName.end(), '.', '/');
+    return "/" + busName;
+}
+
+void CTaggingImpl::getDevices() {
+    constexpr char SOURCE[] = "CTaggingImpl_getDevices";
+    log(SOURCE, "fired");
+    bool const sent = guarded([this] {
+        Json::Value const parameters(Json::objectValue);
+        invoke(MEDIASERVICE, makeObjPath(MEDIASERVICE).c_str(), GETDEVICES, parameters, false,
+               GETDEVICESTIMEOUT, const_cast<char*>(GETDEVICES));
+    });
+    if (!sent) {
+        log(SOURCE, "Error", stdTools::Error);
+    }
+}
+
+void CTaggingImpl::processTellbusResult(unsigned int const&, char const* result, void* context) {
+    constexpr char SOURCE[] = "CTaggingImpl_processTellBUSResult";
+    if (context == nullptr) {
+        return;
+    }
+    std::string const name = static_cast<char const*>(context);
+    log(SOURCE, RULER);
+    log(SOURCE, "ResultName: " + name);
+    if (name == GETDEVICES) {
+        ProcessDeviceState(parseObject(result));
+    }
+    log(SOURCE, "Exiting");
+    log(SOURCE, RULER);
+}
+
+void CTaggingImpl::ProcessDeviceState(Json::Value const& value) {
+    log(DEVICELISTSOURCE, "Starting");
+    if (!value.isNull()) {
+        Json::Value const devices = value.get("devices", Json::nullValue);
+        removeAllDevices();
+        if (devices.isNull()) {
+            log(DEVICELISTSOURCE, "deviceList is empty!", stdTools::Warning);
+        } else {
+            addDevices(devices);
+        }
+        sendConnectionStatus();
+        ProcessStoredTags();
+    }
+    log(DEVICELISTSOURCE, "Exiting");
+}
+
+void CTaggingImpl::addDevices(Json::Value const& devices) {
+    log(DEVICELISTSOURCE, "List Size: " + stdTools::toString(devices.size()));
+    for (Json::ArrayIndex index = 0; index < devices.size(); ++index) {
+        Json::Value const device = devices[index]["device"];
+        if (isIpod(device)) {
+            log(DEVICELISTSOURCE, "iPod Found");
+            mDevices.push_back(readDevice(device).release());
+            sendConnectionStatus();
+        }
+    }
+    log(DEVICELISTSOURCE, "For loop finished");
+}
+
+void CTaggingImpl::processTellbusSignal(unsigned int const& id, CTellbusSignal const* signal,
+                                        void*) {
+    constexpr char SOURCE[] = "CTaggingImpl_processTellbusSignal";
+    log(SOURCE, RULER);
+    if (id == mDeviceStateSubscription) {
+        ProcessDeviceStateSignal(signal);
+    }
+    log(SOURCE, RULER);
+}
+
+template <class Read>
+void CTaggingImpl::readOrThrow(Read read) {
+    if (!guarded(read)) {
+        log(DEVICESTATESOURCE, "Unhandled Exception", stdTools::Error);
+        throwTagException(CTagException::ExUnhandled,
+                          "Unhandled error in CTaggingImpl_ProcessIPCSignal");
+    }
+}
+
+void CTaggingImpl::ProcessDeviceStateSignal(CTellbusSignal const*& signal) {
+    Json::Value const state = parseObject(signal->data);
+    bool available = false;
+    Json::Value device;
+    log(DEVICESTATESOURCE, "Parsing Available...");
+    readOrThrow([&] { available = state["available"].asBool(); });
+    log(DEVICESTATESOURCE, "Parsing device...");
+    readOrThrow([&] { device = state["device"]; });
+    if (!isIpod(device)) {
+        return;
+    }
+    log(DEVICESTATESOURCE, "Processing iPod");
+    removeDevice(device["id"].asInt());
+    if (available) {
+        mDevices.push_back(readDevice(device).release());
+        ProcessStoredTags();
+    }
+    // After the transfer, where the answer to "getDevices" has it before.
+    // Test: TestDevices.test_connection_status_is_required_to_follow_the_transfer_of_a_signal.
+    sendConnectionStatus();
+}
+
+void CTaggingImpl::removeDevice(int id) {
+    auto const found =
+        std::find_if(mDevices.begin(), mDevices.end(),
+                     [id](CMediaDevice const* device) { return device->id() == id; });
+    if (found != mDevices.end()) {
+        std::unique_ptr<CMediaDevice> const removed(*found);
+        mDevices.erase(found);
+    }
+}
+
+void CTaggingImpl::removeAllDevices() {
+    for (CMediaDevice* device : mDevices) {
+        delete device;
+    }
+    mDevices.clear();
+}
+
+bool CTaggingImpl::isDeviceSupportTagging(std::string mountPoint) {
+    constexpr char SOURCE[] = "CTaggingImpl_IsSupportTagging";
+    int const node = ipod_open(mountPoint.c_str(), O_RDWR);
+    if (node == -1) {
+        log(SOURCE, "open </.FS_info./control> fail");
+        return false;
+    }
+    std::array<std::uint16_t, CAPABILITYROOM> capabilities{};
+    int const count = ipod_get_capabilities(node, capabilities.data(), CAPABILITYROOM, 0);
+    if (count == -1) {
+        log(SOURCE, "ipod_get_capabilities fail");
+    }
+    close(node);
+    // The driver may know more capabilities than there was room for.
+    auto const filled = std::clamp<std::ptrdiff_t>(count, 0, CAPABILITYROOM);
+    return std::count(capabilities.begin(), capabilities.begin() + filled, TAGGING) > 0;
+}

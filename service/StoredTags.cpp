@@ -1,0 +1,56 @@
+#include "service/StoredTags.h"
+
+#include "service/Guarded.h"
+
+namespace {
+
+template <class Tag, class Load>
+ListOwner<Tag> loadOrEmpty(Load load) {
+    ListOwner<Tag> list = makeList<Tag>();
+    guarded([&] { list.reset(load()); });
+    return list;
+}
+
+} // namespace
+
+StoredTags::StoredTags(unsigned int deviceId, bool debug) : mXml(deviceId, debug) {}
+
+bool StoredTags::loadConfig() {
+    mConfig.reset(mXml.LoadConfig());
+    return mConfig != nullptr;
+}
+
+void StoredTags::loadTags() {
+    mTags = loadOrEmpty<CTag>([this] { return mXml.LoadTags(); });
+    mAmbigTags = loadOrEmpty<CAmbigTag>([this] { return mXml.LoadAmbigTags(); });
+    guarded([this] { mXml.LoadTagIdMgr(); });
+}
+
+int StoredTags::total() const {
+    return static_cast<int>(mTags->Count() + mAmbigTags->Count() / 2);
+}
+
+void StoredTags::emptyFiles() {
+    mXml.WriteTagXML(nullptr, NODEVICE);
+    mXml.WriteAmbigTagXML(nullptr, NODEVICE);
+}
+
+void StoredTags::writeTags(unsigned int deviceId) {
+    mXml.WriteTagXML(mTags.get(), deviceId);
+}
+
+void StoredTags::writeAmbigTags(unsigned int deviceId) {
+    mXml.WriteAmbigTagXML(mAmbigTags.get(), deviceId);
+}
+
+void StoredTags::recordNewTags(unsigned int deviceId) {
+    mXml.WriteTagIdMgrXML(mTags.get(), mAmbigTags.get(), deviceId);
+}
+
+int StoredTags::newTagIdCount() const {
+    return mXml.newTagIdCount;
+}
+
+void StoredTags::writeToIpod(std::string const& mountPoint, unsigned int deviceId) {
+    mXml.CraftAppleXML(mConfig.get(), mTags.get(), mAmbigTags.get(), mountPoint, deviceId);
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "files/CConfigInfo.h"
+#include "files/XMLTools.h"
+#include "tagdata/CAmbigTag.h"
+#include "tagdata/CLinkedList.h"
+#include "tagdata/CTag.h"
+
+#include <memory>
+
+/** The device id that names no device. */
+constexpr unsigned int NODEVICE = 0xFFFFFFFF;
+
+/**
+ * The stored tags for one piece of work: loaded from the files at its start, owned here, and
+ * written back by whoever changed them. Nothing is kept between two pieces of work; the files are
+ * the state.
+ */
+class StoredTags {
+public:
+    StoredTags(unsigned int deviceId, bool debug);
+
+    /**
+     * Has to come first.
+     * @return whether there is a configuration
+     * @throws CTagException* if the configuration file cannot be parsed
+     */
+    bool loadConfig();
+
+    /** Loads both tag files and the registry. What cannot be loaded counts as empty. */
+    void loadTags();
+
+    /** Single tags plus half the ambiguous candidates, rounded down. All limits use it. */
+    int total() const;
+
+    /** Rewrites both tag files as empty documents; the lists in memory stay. */
+    void emptyFiles();
+
+    /** Rewrites Tags.xml from the list, less the new tags that deviceId already has. */
+    void writeTags(unsigned int deviceId);
+    /** The same for AmbigTag.xml. */
+    void writeAmbigTags(unsigned int deviceId);
+
+    /** Records the new tags for deviceId in the registry and its file. */
+    void recordNewTags(unsigned int deviceId);
+    /** How many of the recorded tags deviceId did not have yet; ambiguous candidates count half. */
+    int newTagIdCount() const;
+
+    /** Hands the lists to the iPod mounted there. @throws CTagException* with ExIpodWrite */
+    void writeToIpod(std::string const& mountPoint, unsigned int deviceId);
+
+    XMLTools& xml() { return mXml; }
+    CConfigInfo& config() { return *mConfig; }
+    CLinkedList<CTag>* tags() { return mTags.get(); }
+    CLinkedList<CAmbigTag>* ambigTags() { return mAmbigTags.get(); }
+
+private:
+    XMLTools mXml;
+    std::unique_ptr<CConfigInfo> mConfig;
+    ListOwner<CTag> mTags;
+    ListOwner<CAmbigTag> mAmbigTags;
+};

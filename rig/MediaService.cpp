@@ -1,0 +1,105 @@
+#include "rig/MediaService.h"
+
+#include "tellbus/tellbus.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <stdexcept>
+
+namespace {
+
+constexpr char ERROR_NAME[] = "com.veldan.service.Error";
+constexpr std::uint32_t FAILURE = 0x80000000U;
+
+void require(TELLBUS_tStatus status, char const* what) {
+    if ((status & FAILURE) == 0) {
+        return;
+    }
+    char number[16];
+    std::snprintf(number, sizeof number, "0x%X", status);
+    throw std::runtime_error(std::string(what) + " failed with status " + number);
+}
+
+char const* nameOf(MediaService::Answer answer) {
+    switch (answer) {
+    case MediaService::Answer::List:
+        return "list";
+    case MediaService::Answer::Text:
+        return "text";
+    case MediaService::Answer::None:
+        return "none";
+    case MediaService::Answer::Error:
+        return "error";
+    }
+    return "";
+}
+
+} // namespace
+
+MediaService::MediaService(Report& report) : mReport(report) {
+    setDevices(Json::arrayValue);
+    require(TELLBUS_initialize(), "TELLBUS_initialize");
+    require(TELLBUS_getConnection(0, 0, &mConnection), "joining the bus");
+    require(TELLBUS_registerService(mConnection, NAME, PATH, 0, onRequest, this, &mRegistration),
+            "taking the name com.veldan.service.Media");
+}
+
+MediaService::~MediaService() {
+    TELLBUS_unregisterService(mRegistration);
+    TELLBUS_closeConnection(mConnection);
+    TELLBUS_shutdown();
+}
+
+void MediaService::answerWith(Answer answer, std::string const& text) {
+    std::lock_guard<std::mutex> const lock(mMutex);
+    mAnswer = answer;
+    mText = text;
+}
+
+void MediaService::setDevices(Json::Value const& devices) {
+    Json::Value list;
+    list["devices"] = devices;
+    std::lock_guard<std::mutex> const lock(mMutex);
+    mList = Json::FastWriter().write(list);
+}
+
+void MediaService::emitDeviceState(std::string const& json) {
+    require(TELLBUS_emit(mRegistration, "deviceState", json.c_str()), "emitting deviceState");
+}
+
+void MediaService::onRequest(void* requestContext, char const* method, char const*,
+                             int noReplyExpected, void* cookie) {
+    if (noReplyExpected == 0) {
+        static_cast<MediaService*>(cookie)->reply(requestContext, method);
+    }
+    TELLBUS_freeReqContext(requestContext);
+}
+
+void MediaService::reply(void* requestContext, std::string const& method) {
+    if (method == "getDevices") {
+        replyToGetDevices(requestContext);
+        return;
+    }
+    mReport.error("asked for the unknown method " + method);
+    TELLBUS_returnError(requestContext, ERROR_NAME, "unknown method");
+}
+
+void MediaService::replyToGetDevices(void* requestContext) {
+    std::lock_guard<std::mutex> const lock(mMutex);
+    Json::Value fields;
+    fields["answer"] = nameOf(mAnswer);
+    mReport.line("getDevices", fields);
+    switch (mAnswer) {
+    case Answer::List:
+        TELLBUS_returnResult(requestContext, mList.c_str());
+        return;
+    case Answer::Text:
+        TELLBUS_returnResult(requestContext, mText.c_str());
+        return;
+    case Answer::Error:
+        TELLBUS_returnError(requestContext, ERROR_NAME, "the media service refuses");
+        return;
+    case Answer::None:
+        return;
+    }
+}

@@ -1,0 +1,33 @@
+#include "rig/Report.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+namespace {
+
+void writeWhole(int descriptor, std::string const& text) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        ssize_t const written = write(descriptor, text.data() + done, text.size() - done);
+        if (written == -1 && errno != EINTR) {
+            return;
+        }
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+}
+
+} // namespace
+
+Report::Report(int descriptor) : mDescriptor(descriptor) {}
+
+void Report::line(char const* event, Json::Value fields) {
+    fields["event"] = event;
+    std::lock_guard<std::mutex> const lock(mMutex);
+    writeWhole(mDescriptor, mWriter.write(fields));
+}
+
+void Report::error(std::string const& message) {
+    Json::Value fields;
+    fields["message"] = message;
+    line("error", fields);
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <json/json.h>
+#include <mutex>
+#include <string>
+
+/**
+ * What the rig has to tell: one JSON object a line, each with an "event" that says what happened.
+ *
+ * Lines come from several threads, whole and in the order of the calls.
+ */
+class Report {
+public:
+    /** @param descriptor where the lines go; not closed here */
+    explicit Report(int descriptor);
+
+    /** Writes the fields as one line, with "event" added. A reader that is gone costs the line. */
+    void line(char const* event, Json::Value fields = Json::objectValue);
+
+    /** The line of something that could not be done. */
+    void error(std::string const& message);
+
+private:
+    int mDescriptor;
+    std::mutex mMutex;
+    Json::FastWriter mWriter;
+};

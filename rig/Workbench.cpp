@@ -1,0 +1,172 @@
+#include "rig/Workbench.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+struct Workbench::Entry {
+    char const* name;
+    Action action;
+    char const* usage;
+    char const* meaning;
+};
+
+Workbench::Entry const Workbench::ENTRIES[] = {
+    {"attach", &Workbench::attach,
+     "attach ID MOUNTPOINT [caps=8,3] [type=ipod] [name=..] [content=..] [storage=..] [silent]",
+     "serves a device's control node and reports the device; silent: no signal"},
+    {"detach", &Workbench::detach, "detach ID [silent]",
+     "takes the node away and reports the device gone"},
+    {"list", &Workbench::list, "list", "what is attached"},
+    {"caps", &Workbench::setCapabilities, "caps ID 8,3|none", "changes the capability list"},
+    {"fault", &Workbench::setFaults,
+     "fault ID [open] [caps=ERRNO] [write=ERRNO[:INFO]] [slow=MS] [vanish[=caps|=write]] | none",
+     "how the device fails from now on; replaces what was ordered before"},
+    {"signal", &Workbench::signal, "signal JSON", "emits this text as deviceState"},
+    {"answer", &Workbench::answer, "answer default|none|error|JSON", "what getDevices gets"},
+    {"help", &Workbench::reportHelp, "help", "these lines"},
+    {"quit", &Workbench::quit, "quit", "ends the rig"},
+};
+
+Workbench::Workbench(Report& report) : mReport(report), mMedia(report) {}
+
+void Workbench::perform(std::string const& line) {
+    try {
+        Command const command(line);
+        if (command.name().empty()) {
+            return;
+        }
+        auto const* const entry =
+            std::find_if(std::begin(ENTRIES), std::end(ENTRIES),
+                         [&](Entry const& known) { return command.name() == known.name; });
+        if (entry == std::end(ENTRIES)) {
+            throw std::invalid_argument("unknown command " + command.name());
+        }
+        (this->*entry->action)(command);
+    } catch (std::exception const& fault) {
+        mReport.error(fault.what());
+    }
+}
+
+std::string Workbench::help() {
+    std::string text;
+    for (auto const& entry : ENTRIES) {
+        text += std::string("  ") + entry.usage + "\n      " + entry.meaning + "\n";
+    }
+    return text;
+}
+
+void Workbench::attach(Command const& command) {
+    command.allowOptions({"caps", "type", "name", "content", "storage"});
+    Device device;
+    device.id = command.number(0, "a device id");
+    device.mountPoint = command.word(1, "a mount point");
+    device.type = command.option("type", "ipod");
+    device.name = command.option("name", "Device " + std::to_string(device.id));
+    device.content = command.option("content", "audio");
+    device.storage = command.option("storage", "/dev/ipod" + std::to_string(device.id));
+    add(std::make_unique<Ipod>(device, toCapabilities(command.option("caps", "8,3")), mReport));
+    mReport.line("attached", device.toJson());
+    if (!command.hasWord("silent")) {
+        emit(device, true);
+    }
+}
+
+void Workbench::add(std::unique_ptr<Ipod> device) {
+    int const id = device->device().id;
+    mDevices.erase(std::remove_if(mDevices.begin(), mDevices.end(),
+                                  [&](auto const& known) { return known->device().id == id; }),
+                   mDevices.end());
+    device->serve();
+    mDevices.push_back(std::move(device));
+    publishList();
+}
+
+void Workbench::detach(Command const& command) {
+    auto const slot = find(command);
+    Device const device = (*slot)->device();
+    mDevices.erase(slot);
+    publishList();
+    mReport.line("detached", device.toJson());
+    if (!command.hasWord("silent")) {
+        emit(device, false);
+    }
+}
+
+void Workbench::list(Command const&) {
+    Json::Value fields;
+    fields["devices"] = Json::arrayValue;
+    for (auto const& device : mDevices) {
+        fields["devices"].append(device->describe());
+    }
+    mReport.line("list", fields);
+}
+
+void Workbench::setCapabilities(Command const& command) {
+    auto const slot = find(command);
+    (*slot)->setCapabilities(toCapabilities(command.word(1, "a capability list")));
+    mReport.line("changed", (*slot)->describe());
+}
+
+void Workbench::setFaults(Command const& command) {
+    auto const slot = find(command);
+    (*slot)->setFaults(Faults::from(command));
+    mReport.line("changed", (*slot)->describe());
+}
+
+void Workbench::signal(Command const& command) {
+    mMedia.emitDeviceState(command.rest());
+    mReport.line("signalled");
+}
+
+void Workbench::answer(Command const& command) {
+    std::string const& text = command.rest();
+    if (text == "default") {
+        mMedia.answerWith(MediaService::Answer::List);
+    } else if (text == "none") {
+        mMedia.answerWith(MediaService::Answer::None);
+    } else if (text == "error") {
+        mMedia.answerWith(MediaService::Answer::Error);
+    } else {
+        mMedia.answerWith(MediaService::Answer::Text, text);
+    }
+    mReport.line("answering");
+}
+
+void Workbench::reportHelp(Command const&) {
+    Json::Value fields;
+    for (auto const& entry : ENTRIES) {
+        fields["commands"].append(entry.usage);
+    }
+    mReport.line("help", fields);
+}
+
+void Workbench::quit(Command const&) {
+    mEnded = true;
+}
+
+Workbench::Slot Workbench::find(Command const& command) {
+    int const id = command.number(0, "a device id");
+    auto const slot = std::find_if(mDevices.begin(), mDevices.end(),
+                                   [&](auto const& device) { return device->device().id == id; });
+    if (slot == mDevices.end()) {
+        throw std::invalid_argument("no device " + std::to_string(id));
+    }
+    return slot;
+}
+
+void Workbench::publishList() {
+    Json::Value devices = Json::arrayValue;
+    for (auto const& device : mDevices) {
+        Json::Value element;
+        element["device"] = device->device().toJson();
+        devices.append(element);
+    }
+    mMedia.setDevices(devices);
+}
+
+void Workbench::emit(Device const& device, bool available) {
+    Json::Value state;
+    state["available"] = available;
+    state["device"] = device.toJson();
+    mMedia.emitDeviceState(Json::FastWriter().write(state));
+}

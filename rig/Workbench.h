@@ -1,0 +1,55 @@
+#pragma once
+
+#include "rig/Command.h"
+#include "rig/Ipod.h"
+#include "rig/MediaService.h"
+#include "rig/Report.h"
+
+#include <memory>
+#include <vector>
+
+/**
+ * The car around the service: the media service and the iPods, and the commands that move them.
+ *
+ * Main thread only.
+ */
+class Workbench {
+public:
+    /** @throws std::runtime_error if the media service cannot join the bus */
+    explicit Workbench(Report& report);
+
+    /** Carries out one line of input; what cannot be done is reported and changes nothing. */
+    void perform(std::string const& line);
+
+    /** Whether "quit" was given. */
+    bool ended() const { return mEnded; }
+
+    /** One line for each command. */
+    static std::string help();
+
+private:
+    using Action = void (Workbench::*)(Command const&);
+    struct Entry;
+    static Entry const ENTRIES[];
+    using Slot = std::vector<std::unique_ptr<Ipod>>::iterator;
+
+    void attach(Command const& command);
+    void detach(Command const& command);
+    void list(Command const& command);
+    void setCapabilities(Command const& command);
+    void setFaults(Command const& command);
+    void signal(Command const& command);
+    void answer(Command const& command);
+    void reportHelp(Command const& command);
+    void quit(Command const& command);
+
+    Slot find(Command const& command);
+    void add(std::unique_ptr<Ipod> device);
+    void publishList();
+    void emit(Device const& device, bool available);
+
+    Report& mReport;
+    MediaService mMedia;
+    std::vector<std::unique_ptr<Ipod>> mDevices;
+    bool mEnded = false;
+};

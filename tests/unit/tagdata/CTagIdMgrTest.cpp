@@ -1,0 +1,292 @@
+#include "tagdata/CTagIdMgr.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <vector>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr unsigned int NO_DEVICE = 0xFFFFFFFF;
+
+CTagIdInfo const SONG("Song", "Artist", "1", "2010/06/09/17");
+
+CTagIdBlock blockWith(std::vector<unsigned int> const& devices) {
+    CTagIdBlock block(SONG);
+    for (unsigned int const device : devices) {
+        block.addDeviceId2Array(device);
+    }
+    return block;
+}
+
+std::vector<std::string> keysOf(CTagIdManager const& manager) {
+    std::vector<std::string> keys;
+    for (auto const& entry : manager) {
+        keys.push_back(entry.first);
+    }
+    return keys;
+}
+
+void add(CTagIdManager& manager, CTagIdInfo const& info, std::vector<unsigned int> devices) {
+    manager.addDeviceIds2TagBlock(info, devices);
+}
+
+std::vector<unsigned int> devicesOf(CTagIdManager& manager, CTagIdInfo const& info) {
+    CTagIdBlock const* const block = manager.findTagBlockByTagIdInfo(info);
+    return block == nullptr ? std::vector<unsigned int>() : block->deviceIds();
+}
+
+} // namespace
+
+TEST(CTagIdInfo, IsEmptyByDefault) {
+    CTagIdInfo const info;
+    EXPECT_EQ(info.Name + info.Artist + info.iTunesSongID + info.Time, "");
+}
+
+TEST(CTagIdInfo, CopiesAllFourTexts) {
+    CTagIdInfo copy;
+    copy = SONG;
+    CTagIdInfo const& same = copy;
+    copy = same;
+
+    EXPECT_EQ(copy.Name, "Song");
+    EXPECT_EQ(copy.Artist, "Artist");
+    EXPECT_EQ(copy.iTunesSongID, "1");
+    EXPECT_EQ(copy.Time, "2010/06/09/17");
+}
+
+TEST(CTagIdBlock, StartsWithItsOwnIdentityAndNoDevices) {
+    CTagIdInfo info = SONG;
+    CTagIdBlock const block(info);
+    info.Name = "changed";
+
+    EXPECT_EQ(block.tagIdInfo().Name, "Song");
+    EXPECT_EQ(block.tagIdInfo().Time, "2010/06/09/17");
+    EXPECT_THAT(block.deviceIds(), IsEmpty());
+    EXPECT_FALSE(block.isDeviceExisted(0));
+}
+
+TEST(CTagIdBlock, AppendsTheSameDeviceTwiceAndRemovesBoth) {
+    CTagIdBlock block = blockWith({5, 7, 5, 9});
+    EXPECT_THAT(block.deviceIds(), ElementsAre(5, 7, 5, 9));
+    EXPECT_TRUE(block.isDeviceExisted(5));
+
+    block.removeDeviceId(5);
+    EXPECT_THAT(block.deviceIds(), ElementsAre(7, 9));
+    EXPECT_FALSE(block.isDeviceExisted(5));
+}
+
+TEST(CTagIdBlock, RemovingAnUnknownDeviceChangesNothing) {
+    CTagIdBlock block = blockWith({7});
+    block.removeDeviceId(8);
+    EXPECT_THAT(block.deviceIds(), ElementsAre(7));
+}
+
+TEST(CTagIdManager, AMissLeavesAnEntryWithoutABlockAsRequired) {
+    CTagIdManager manager;
+
+    EXPECT_FALSE(manager.isTagIdExist(SONG, 7));
+
+    ASSERT_THAT(keysOf(manager), ElementsAre("SongArtist1"));
+    EXPECT_EQ(manager.begin()->second, nullptr);
+}
+
+TEST(CTagIdManager, AnAddAfterAMissFillsThatEntry) {
+    CTagIdManager manager;
+    manager.isTagIdExist(SONG, 7);
+
+    manager.addDeviceId2TagBlock(SONG, 7);
+
+    EXPECT_EQ(manager.size(), 1U);
+    EXPECT_TRUE(manager.isTagIdExist(SONG, 7));
+}
+
+TEST(CTagIdManager, KnowsADeviceOnlyForTheIdentityItWasAddedTo) {
+    CTagIdManager manager;
+    manager.addDeviceId2TagBlock(SONG, 7);
+
+    EXPECT_TRUE(manager.isTagIdExist(SONG, 7));
+    EXPECT_FALSE(manager.isTagIdExist(SONG, 8));
+    EXPECT_FALSE(manager.isTagIdExist(CTagIdInfo("Other", "Artist", "1", ""), 7));
+}
+
+TEST(CTagIdManager, IdentitiesThatJoinToOneTextAreOneAsRequired) {
+    CTagIdManager manager;
+    manager.addDeviceId2TagBlock(CTagIdInfo("ab", "c", "", ""), 7);
+
+    EXPECT_TRUE(manager.isTagIdExist(CTagIdInfo("a", "bc", "", ""), 7));
+    EXPECT_TRUE(manager.isTagIdExist(CTagIdInfo("", "", "abc", ""), 7));
+    EXPECT_EQ(manager.size(), 1U);
+}
+
+TEST(CTagIdManager, TheTimeOfTheFirstOneStays) {
+    CTagIdManager manager;
+    manager.addDeviceId2TagBlock(CTagIdInfo("Song", "Artist", "1", "first"), 7);
+    manager.addDeviceId2TagBlock(CTagIdInfo("Song", "Artist", "1", "second"), 8);
+    add(manager, CTagIdInfo("Song", "Artist", "1", "third"), {9});
+
+    CTagIdBlock const* const block = manager.findTagBlockByTagIdInfo(SONG);
+    EXPECT_EQ(block->tagIdInfo().Time, "first");
+    EXPECT_THAT(block->deviceIds(), ElementsAre(7, 8, 9));
+}
+
+TEST(CTagIdManager, ADeviceIsListedOnce) {
+    CTagIdManager manager;
+    manager.addDeviceId2TagBlock(SONG, 7);
+    manager.addDeviceId2TagBlock(SONG, 7);
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(7));
+}
+
+TEST(CTagIdManager, AListForANewIdentityIsAddedWithoutDuplicates) {
+    CTagIdManager manager;
+    std::vector<unsigned int> devices = {3, 0, 3, NO_DEVICE, 0};
+
+    manager.addDeviceIds2TagBlock(SONG, devices);
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(3, 0, NO_DEVICE));
+    EXPECT_THAT(devices, ElementsAre(3, 0, 3, NO_DEVICE, 0));
+}
+
+TEST(CTagIdManager, AnEmptyListStillMakesTheBlock) {
+    CTagIdManager manager;
+    add(manager, SONG, {});
+
+    ASSERT_NE(manager.findTagBlockByTagIdInfo(SONG), nullptr);
+    EXPECT_THAT(devicesOf(manager, SONG), IsEmpty());
+    EXPECT_EQ(manager.findTagBlockByTagIdInfo(SONG)->tagIdInfo().Time, SONG.Time);
+}
+
+TEST(CTagIdManager, ARepairedSlotTakesTheIdOfItsOwnIndexAsRequired) {
+    CTagIdManager manager;
+    manager.addNewTagBlock(std::make_unique<CTagIdBlock>(blockWith({7, 0, 9})).release());
+
+    add(manager, SONG, {1, 2, 3});
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(7, 2, 9, 3));
+}
+
+struct Repair {
+    std::vector<unsigned int> before;
+    std::vector<unsigned int> incoming;
+    std::vector<unsigned int> after;
+};
+
+class CTagIdManagerRepairs : public testing::TestWithParam<Repair> {};
+
+TEST_P(CTagIdManagerRepairs, SlotsThatStandForNoDevice) {
+    CTagIdManager manager;
+    manager.addNewTagBlock(std::make_unique<CTagIdBlock>(blockWith(GetParam().before)).release());
+
+    add(manager, SONG, GetParam().incoming);
+
+    EXPECT_EQ(devicesOf(manager, SONG), GetParam().after);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lists, CTagIdManagerRepairs,
+    testing::Values(Repair{{7, 9}, {9, 8}, {7, 9, 8}}, Repair{{7, 0, 9}, {}, {7, 0, 9}},
+                    Repair{{0, NO_DEVICE}, {4, 5}, {4, 5}},
+                    Repair{{NO_DEVICE, 8}, {4, 5, 6}, {4, 8, 5, 6}},
+                    // A slot beyond the incoming list keeps its value and does not count.
+                    Repair{{7, 8, 0}, {4}, {7, 8, 0, 4}}, Repair{{0, 7, 0}, {4}, {4, 7, 0}},
+                    // A slot may be repaired with what stands for no device again.
+                    Repair{{0}, {0, 5}, {0, 5}}));
+
+TEST(CTagIdManager, TheTwoNamesOfAddingDoTheSame) {
+    CTagIdManager manager;
+    std::vector<unsigned int> more = {7, 8};
+
+    manager.addNewTagIdInfo(SONG, 7);
+    manager.addNewTagIdInfo(SONG, more);
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(7, 8));
+}
+
+TEST(CTagIdManager, TheCurrentBlockIsTheOneLastMadeByItsIdentity) {
+    CTagIdManager manager;
+    CTagIdInfo const other("Other", "Artist", "2", "");
+    manager.addTagBlockByTagId(SONG);
+    manager.addDeviceId2TagBlock(other, 1);
+    manager.addDeviceId2CurTagBlock(7);
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(7));
+    EXPECT_THAT(devicesOf(manager, other), ElementsAre(1));
+}
+
+TEST(CTagIdManager, TheCurrentBlockStandsForItsIdentity) {
+    CTagIdManager manager;
+    manager.addTagBlockByTagId(SONG);
+    std::unique_ptr<CTagIdBlock> const replaced(manager.findTagBlockByTagIdInfo(SONG));
+    manager.addNewTagBlock(std::make_unique<CTagIdBlock>(blockWith({1})).release());
+
+    manager.addDeviceId2CurTagBlock(7);
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(1, 7));
+    EXPECT_THAT(replaced->deviceIds(), IsEmpty());
+}
+
+TEST(CTagIdManager, ADeviceWithoutACurrentBlockIsIgnored) {
+    CTagIdManager manager;
+    manager.addDeviceId2CurTagBlock(7);
+    EXPECT_EQ(manager.size(), 0U);
+}
+
+TEST(CTagIdManager, ARemovedDeviceLeavesTheEntryInPlace) {
+    CTagIdManager manager;
+    manager.addDeviceId2TagBlock(SONG, 7);
+
+    manager.removeDeviceIdFromTagBlock(7, SONG);
+
+    EXPECT_NE(manager.findTagBlockByTagIdInfo(SONG), nullptr);
+    EXPECT_THAT(devicesOf(manager, SONG), IsEmpty());
+}
+
+TEST(CTagIdManager, RemovingADeviceOfAnUnknownIdentityIsAMiss) {
+    CTagIdManager manager;
+    manager.removeDeviceIdFromTagBlock(7, SONG);
+
+    ASSERT_EQ(manager.size(), 1U);
+    EXPECT_EQ(manager.begin()->second, nullptr);
+}
+
+TEST(CTagIdManager, ARemovedEntryIsGoneAndItsBlockStaysAlive) {
+    CTagIdManager manager;
+    manager.addDeviceId2TagBlock(SONG, 7);
+    manager.addDeviceId2TagBlock(CTagIdInfo("Other", "", "", ""), 8);
+    std::unique_ptr<CTagIdBlock> const removed(manager.findTagBlockByTagIdInfo(SONG));
+
+    manager.removeTagBlockByTagId(SONG);
+
+    EXPECT_THAT(keysOf(manager), ElementsAre("Other"));
+    EXPECT_THAT(removed->deviceIds(), ElementsAre(7));
+}
+
+TEST(CTagIdManager, RemovingAnUnknownEntryLeavesNoTrace) {
+    CTagIdManager manager;
+    manager.removeTagBlockByTagId(SONG);
+    EXPECT_EQ(manager.size(), 0U);
+}
+
+TEST(CTagIdManager, EntriesStandInTheOrderOfTheirKeysByteByByte) {
+    CTagIdManager manager;
+    for (char const* const name : {"b", "\xC3\xA9", "a", "B", ""}) {
+        manager.addDeviceId2TagBlock(CTagIdInfo(name, "", "", ""), 1);
+    }
+    EXPECT_THAT(keysOf(manager), ElementsAre("", "B", "a", "b", "\xC3\xA9"));
+}
+
+TEST(CTagIdManager, CleaningUpEmptiesTheRegistryAndItCanBeFilledAgain) {
+    CTagIdManager manager;
+    manager.addDeviceId2TagBlock(SONG, 7);
+    manager.findTagBlockByTagIdInfo(CTagIdInfo("missed", "", "", ""));
+
+    manager.cleanupTagIdManager();
+    EXPECT_EQ(manager.size(), 0U);
+
+    manager.addDeviceId2TagBlock(SONG, 8);
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(8));
+}

@@ -1,0 +1,192 @@
+// Channels and pulses.
+//
+// A channel is a bounded queue with a lock and a condition variable: a sender only queues and never
+// waits for a receiver, and a receiver without work sleeps in the condition variable until the next
+// pulse. The queue is a heap, ordered by priority and then by a running number, so that pulses of
+// one priority leave in the order in which they came.
+//
+// Channels and connections are never destroyed, as their users expect. The table of them is not
+// destroyed either: exit() runs on one thread while others may still be sending.
+#include "platform/neutrino.h"
+
+#include "platform/posix/ChannelLimits.h"
+#include "platform/posix/Failure.h"
+
+#include <condition_variable>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <queue>
+#include <sched.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+struct QueuedPulse {
+    int priority;
+    std::uint64_t number;
+    _pulse pulse;
+
+    bool operator<(QueuedPulse const& other) const {
+        return priority != other.priority ? priority < other.priority : number > other.number;
+    }
+};
+
+class Channel {
+public:
+    bool send(int priority, _pulse const& pulse) {
+        {
+            std::lock_guard<std::mutex> const lock(mMutex);
+            if (mQueue.size() == MAX_QUEUED_PULSES) {
+                return false;
+            }
+            mQueue.push({priority, mNumber++, pulse});
+        }
+        mArrival.notify_one();
+        return true;
+    }
+
+    _pulse receive() {
+        std::unique_lock<std::mutex> lock(mMutex);
+        mArrival.wait(lock, [this] { return !mQueue.empty(); });
+        _pulse const pulse = mQueue.top().pulse;
+        mQueue.pop();
+        return pulse;
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mArrival;
+    std::priority_queue<QueuedPulse> mQueue;
+    std::uint64_t mNumber = 0;
+};
+
+class ChannelTable {
+public:
+    static ChannelTable& get() {
+        static ChannelTable& table = *new ChannelTable;
+        return table;
+    }
+
+    int create() {
+        std::lock_guard<std::mutex> const lock(mMutex);
+        if (mChannels.size() == MAX_CHANNELS) {
+            return failWith(EAGAIN);
+        }
+        mChannels.push_back(std::make_unique<Channel>());
+        return static_cast<int>(mChannels.size() - 1);
+    }
+
+    int attach(int chid, unsigned int lowest) {
+        Channel* const target = channel(chid);
+        std::lock_guard<std::mutex> const lock(mMutex);
+        if (target == nullptr) {
+            return failWith(ESRCH);
+        }
+        if (lowest >= MAX_CONNECTIONS) {
+            return failWith(EINVAL);
+        }
+        for (std::size_t index = lowest; index < MAX_CONNECTIONS; ++index) {
+            if (index >= mConnections.size()) {
+                mConnections.resize(index + 1);
+            }
+            if (mConnections[index] == nullptr) {
+                mConnections[index] = target;
+                return static_cast<int>(_NTO_SIDE_CHANNEL + index);
+            }
+        }
+        return failWith(EAGAIN);
+    }
+
+    Channel* channel(int chid) {
+        std::lock_guard<std::mutex> const lock(mMutex);
+        auto const index = static_cast<std::size_t>(chid);
+        return index < mChannels.size() ? mChannels[index].get() : nullptr;
+    }
+
+    Channel* connection(int coid) {
+        std::lock_guard<std::mutex> const lock(mMutex);
+        std::size_t const index = static_cast<unsigned int>(coid) - _NTO_SIDE_CHANNEL;
+        return index < mConnections.size() ? mConnections[index] : nullptr;
+    }
+
+private:
+    std::mutex mMutex;
+    std::vector<std::unique_ptr<Channel>> mChannels;
+    std::vector<Channel*> mConnections;
+};
+
+int lowestPriority() {
+    static int const priority = sched_get_priority_min(SCHED_RR);
+    return priority;
+}
+
+bool isPriority(int priority) {
+    static int const highest = sched_get_priority_max(SCHED_RR);
+    return priority >= lowestPriority() && priority <= highest;
+}
+
+bool isPulseCode(int code) {
+    using Limits = std::numeric_limits<std::int8_t>;
+    return code >= Limits::min() && code <= Limits::max();
+}
+
+_pulse makePulse(int coid, int code, std::intptr_t value) {
+    _pulse pulse{};
+    pulse.type = _PULSE_TYPE;
+    pulse.subtype = _PULSE_SUBTYPE;
+    pulse.code = static_cast<std::int8_t>(code);
+    pulse.scoid = coid;
+    static_assert(sizeof pulse.value == sizeof value, "a pulse carries a pointer");
+    std::memcpy(&pulse.value, &value, sizeof value);
+    return pulse;
+}
+
+} // namespace
+
+int ChannelCreate(unsigned int flags) {
+    if ((flags & ~_NTO_CHF_FIXED_PRIORITY) != 0) {
+        return failWith(EINVAL);
+    }
+    return ChannelTable::get().create();
+}
+
+int ConnectAttach(std::uint32_t nd, pid_t pid, int chid, unsigned int index, int /*flags*/) {
+    if (nd != 0 || (pid != 0 && pid != getpid())) {
+        return failWith(ESRCH);
+    }
+    // An id above the lowest one wanted is as good, so a caller who names a descriptor's range gets
+    // an id that no descriptor can have.
+    unsigned int const lowest = index < _NTO_SIDE_CHANNEL ? 0 : index - _NTO_SIDE_CHANNEL;
+    return ChannelTable::get().attach(chid, lowest);
+}
+
+int MsgSendPulse(int coid, int priority, int code, std::intptr_t value) {
+    Channel* const channel = ChannelTable::get().connection(coid);
+    if (channel == nullptr) {
+        return failWith(EBADF);
+    }
+    int const given = priority == -1 ? lowestPriority() : priority;
+    if (!isPriority(given) || !isPulseCode(code)) {
+        return failWith(EINVAL);
+    }
+    return channel->send(given, makePulse(coid, code, value)) ? 0 : failWith(EAGAIN);
+}
+
+int MsgReceivePulse(int chid, void* pulse, std::size_t size, struct _msg_info* /*info*/) {
+    Channel* const channel = ChannelTable::get().channel(chid);
+    if (channel == nullptr) {
+        return failWith(ESRCH);
+    }
+    if (pulse == nullptr) {
+        return failWith(EFAULT);
+    }
+    if (size < sizeof(_pulse)) {
+        return failWith(EINVAL);
+    }
+    _pulse const next = channel->receive();
+    std::memcpy(pulse, &next, sizeof next);
+    return 0;
+}

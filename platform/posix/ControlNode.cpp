@@ -1,0 +1,41 @@
+#include "platform/ControlNode.h"
+
+#include "platform/posix/Failure.h"
+#include "platform/posix/SocketAddress.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr mode_t NEW_FILE_MODE = 0666;
+
+bool isSocket(char const* path) {
+    struct stat node {};
+    return stat(path, &node) == 0 && S_ISSOCK(node.st_mode);
+}
+
+int connectTo(char const* path) {
+    SocketAddress address;
+    int const error = address.prepare(path);
+    if (error != 0) {
+        return failWith(error);
+    }
+    Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (fd.get() == -1 || address.connect(fd.get()) == -1) {
+        return -1;
+    }
+    return fd.release();
+}
+
+} // namespace
+
+int openControlNode(char const* path, int flags) {
+    if (path == nullptr) {
+        return failWith(EFAULT);
+    }
+    if (isSocket(path)) {
+        return connectTo(path);
+    }
+    return uninterrupted([&] { return open(path, flags | O_CLOEXEC, NEW_FILE_MODE); });
+}

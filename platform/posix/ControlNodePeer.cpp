@@ -1,0 +1,127 @@
+#include "platform/ControlNodePeer.h"
+
+#include "platform/posix/Failure.h"
+#include "platform/posix/SocketParts.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+/** Room is made as bytes arrive and never on the word of a header. */
+constexpr std::size_t CHUNK = 65536;
+
+bool isRequest(ControlNodeRequestHeader const& header) {
+    bool const known = header.kind == static_cast<std::uint32_t>(ControlNodeKind::Message)
+                       || header.kind == static_cast<std::uint32_t>(ControlNodeKind::Devctl);
+    return known && header.sendBytes <= INT_MAX && header.replyRoom <= INT_MAX;
+}
+
+} // namespace
+
+ControlNodePeer::ControlNodePeer(int fd) : mFd(fd) {}
+
+ControlNodePeer::~ControlNodePeer() {
+    close(mFd);
+}
+
+int ControlNodePeer::fd() const {
+    return mFd;
+}
+
+ControlNodePeer::Progress ControlNodePeer::read() {
+    std::array<std::uint8_t, CHUNK> chunk; // NOLINT: filled by recv
+    for (;;) {
+        std::size_t const wanted = std::min(missing(), chunk.size());
+        ssize_t const count =
+            uninterrupted([&] { return recv(mFd, chunk.data(), wanted, MSG_DONTWAIT); });
+        if (count <= 0) {
+            bool const more = count == -1 && (errno == EAGAIN || errno == EWOULDBLOCK);
+            return more ? Progress::Waiting : Progress::Gone;
+        }
+        Progress const progress = take(chunk.data(), static_cast<std::size_t>(count));
+        if (progress != Progress::Waiting) {
+            return progress;
+        }
+    }
+}
+
+bool ControlNodePeer::receive() {
+    Progress progress = read();
+    while (progress == Progress::Waiting) {
+        pollfd entry{mFd, POLLIN, 0};
+        uninterrupted([&] { return poll(&entry, 1, -1); });
+        progress = read();
+    }
+    return progress == Progress::Arrived;
+}
+
+ControlNodeRequest const& ControlNodePeer::request() const {
+    return mRequest;
+}
+
+bool ControlNodePeer::reply(ControlNodeReply reply) {
+    std::size_t const room = mRequest.replyRoom;
+    reply.data.resize(std::min(reply.data.size(), room));
+    return send(encode(reply));
+}
+
+std::vector<std::uint8_t> ControlNodePeer::encode(ControlNodeReply const& reply) {
+    ControlNodeReplyHeader const header{reply.status, reply.info,
+                                        static_cast<std::uint32_t>(reply.data.size())};
+    auto const head = header.encode();
+    std::vector<std::uint8_t> bytes(head.begin(), head.end());
+    bytes.insert(bytes.end(), reply.data.begin(), reply.data.end());
+    return bytes;
+}
+
+bool ControlNodePeer::send(std::vector<std::uint8_t> const& bytes) {
+    SocketParts parts;
+    parts.add(bytes.data(), bytes.size());
+    return parts.sendTo(mFd) == 0;
+}
+
+void ControlNodePeer::hangUp() {
+    shutdown(mFd, SHUT_RDWR);
+}
+
+std::size_t ControlNodePeer::missing() const {
+    return mStage == Stage::Header ? mHeader.size() - mHeaderBytes
+                                   : mDataBytes - mRequest.data.size();
+}
+
+ControlNodePeer::Progress ControlNodePeer::take(std::uint8_t const* bytes, std::size_t count) {
+    if (mStage == Stage::Header) {
+        std::copy_n(bytes, count, mHeader.begin() + static_cast<std::ptrdiff_t>(mHeaderBytes));
+        mHeaderBytes += count;
+    } else {
+        mRequest.data.insert(mRequest.data.end(), bytes, bytes + count);
+    }
+    if (missing() > 0) {
+        return Progress::Waiting;
+    }
+    if (mStage == Stage::Header) {
+        return headerComplete();
+    }
+    mStage = Stage::Header;
+    return Progress::Arrived;
+}
+
+ControlNodePeer::Progress ControlNodePeer::headerComplete() {
+    auto const header = ControlNodeRequestHeader::decode(mHeader);
+    mHeaderBytes = 0;
+    if (!isRequest(header)) {
+        return Progress::Gone;
+    }
+    mRequest = {static_cast<ControlNodeKind>(header.kind), header.dcmd, header.replyRoom, {}};
+    mDataBytes = header.sendBytes;
+    if (mDataBytes == 0) {
+        return Progress::Arrived;
+    }
+    mStage = Stage::Data;
+    return Progress::Waiting;
+}

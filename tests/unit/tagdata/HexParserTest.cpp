@@ -1,0 +1,133 @@
+#include "tagdata/HexParser.h"
+
+#include "Decoding.h"
+#include "Streams.h"
+
+#include <gmock/gmock.h>
+
+#include <ctime>
+#include <type_traits>
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Ge;
+using testing::IsEmpty;
+using testing::Le;
+
+static_assert(std::has_virtual_destructor_v<CHexParser>);
+
+namespace {
+
+CHexParser const PARSER(0, false);
+
+Bytes listFrom(std::string const& text) {
+    ListOwner<unsigned int> const list(PARSER.StringToList(text));
+    return bytesOf(*list);
+}
+
+std::string extract(Bytes const& bytes, unsigned int start, unsigned int length, bool skipZeros) {
+    return PARSER.ExtractString(listOf(bytes).get(), start, length, skipZeros);
+}
+
+std::string inUtc(std::time_t time) {
+    std::tm utc{};
+    gmtime_r(&time, &utc);
+    char text[sizeof "2010-03-01T17:05:09Z"];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
+}
+
+} // namespace
+
+TEST(HexParserStringToList, TakesBothCasesOfDigits) {
+    EXPECT_THAT(listFrom("0a 1B"), ElementsAre(10, 27));
+    EXPECT_THAT(listFrom("FF ff Ff"), ElementsAre(255, 255, 255));
+}
+
+TEST(HexParserStringToList, TwoBlanksInARowMakeAZero) {
+    EXPECT_THAT(listFrom("0a  1B"), ElementsAre(10, 0, 27));
+}
+
+TEST(HexParserStringToList, ALeadingBlankMakesAZero) {
+    EXPECT_THAT(listFrom(" 0a"), ElementsAre(0, 10));
+    EXPECT_THAT(listFrom(" "), ElementsAre(0));
+}
+
+TEST(HexParserStringToList, ABlankAtTheVeryEndMakesNothing) {
+    EXPECT_THAT(listFrom("0a "), ElementsAre(10));
+    EXPECT_THAT(listFrom("0a  "), ElementsAre(10, 0));
+}
+
+TEST(HexParserStringToList, AnEmptyTextIsAnEmptyList) {
+    EXPECT_THAT(listFrom(""), IsEmpty());
+}
+
+TEST(HexParserStringToList, OtherWhiteSpaceSeparatesNothing) {
+    EXPECT_THAT(listFrom("0a\n1B"), ElementsAre(10));
+    EXPECT_THAT(listFrom("0a\t1B 2"), ElementsAre(10, 2));
+}
+
+TEST(HexParserStringToList, WhatIsNoNumberIsZeroOrItsLeadingDigits) {
+    EXPECT_THAT(listFrom("xyz 1g -1 0x10 +2"), ElementsAre(0, 1, 0, 0, 0));
+}
+
+TEST(HexParserStringToList, AnElementMayBeLargerThanAByte) {
+    EXPECT_THAT(listFrom("100 12345678 FFFFFFFF 0000000000000001"),
+                ElementsAre(0x100, 0x12345678, 0xFFFFFFFF, 1));
+}
+
+TEST(HexParserStringToList, ANumberBeyondAllBoundsEndsAtTheLargest) {
+    EXPECT_THAT(listFrom(std::string(40, 'F')), ElementsAre(0xFFFFFFFF));
+}
+
+TEST(HexParserExtractString, TakesTheBytesOfTheRange) {
+    EXPECT_EQ(extract({'a', 'b', 'c', 'd'}, 1, 2, true), "bc");
+    EXPECT_EQ(extract({'a', 'b', 'c', 'd'}, 0, 4, false), "abcd");
+}
+
+TEST(HexParserExtractString, ALengthOf0IsEmptyWhereverItStarts) {
+    EXPECT_EQ(extract({'a'}, 0, 0, true), "");
+    EXPECT_EQ(extract({'a'}, 99, 0, false), "");
+}
+
+TEST(HexParserExtractString, DropsZerosAndGoesOnOnlyIfAskedTo) {
+    EXPECT_EQ(extract({'a', 0, 'b', 0}, 0, 4, true), "ab");
+    EXPECT_EQ(extract({'a', 0, 'b', 0}, 0, 4, false), std::string("a\0b\0", 4));
+}
+
+TEST(HexParserExtractString, TurnsLatin1IntoUtf8) {
+    EXPECT_EQ(extract({0x4A, 0x6F, 0x73, 0xE9}, 0, 4, true), "Jos\xC3\xA9");
+    EXPECT_EQ(extract({0x7F, 0x80, 0xFF}, 0, 3, true), "\x7F\xC2\x80\xC3\xBF");
+}
+
+TEST(HexParserExtractString, CutsElementsTo8Bits) {
+    EXPECT_EQ(extract({0x141, 0xFFFFFF42}, 0, 2, true), "AB");
+    EXPECT_EQ(extract({0x100}, 0, 1, true), "");
+}
+
+TEST(HexParserExtractString, RefusesARangeThatLeavesTheList) {
+    for (unsigned int const start : {1U, 2U, 3U, 0xFFFFFFFFU}) {
+        TagFailure const failure = failureOf([&] { extract({'a', 'b'}, start, 2, true); });
+        EXPECT_EQ(failure.code, CTagException::ExBadIndex);
+        EXPECT_EQ(failure.message, "Index greater than list count");
+    }
+    EXPECT_EQ(failureOf([] {
+                  extract({'a', 'b'}, 0, 0xFFFFFFFF, true);
+              }).code,
+              CTagException::ExBadIndex);
+}
+
+TEST(HexParserExtractString, LeavesTheListAsItIs) {
+    ListOwner<unsigned int> const list = listOf({'a', 0, 'b'});
+    PARSER.ExtractString(list.get(), 0, 3, true);
+    EXPECT_THAT(bytesOf(*list), ElementsAre('a', 0, 'b'));
+}
+
+TEST(HexParser, FormattedNowIsThePresentInUtc) {
+    std::string const before = inUtc(std::time(nullptr));
+    std::string const now = PARSER.FormattedNow();
+    std::string const after = inUtc(std::time(nullptr));
+
+    EXPECT_EQ(now.size(), 20U);
+    EXPECT_THAT(now, AllOf(Ge(before), Le(after)));
+}

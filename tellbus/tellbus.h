@@ -16,6 +16,37 @@ extern "C" {
 /** Bits 31 and 30: severity; low 28 bits: a code. A word with bit 31 set is a failure. */
 typedef uint32_t TELLBUS_tStatus;
 
+#define TELLBUS_FAILED(status) (((status)&0x80000000u) != 0)
+
+#define TELLBUS_OK 0u
+#define TELLBUS_NO_REPLY_WANTED 0x40000001u
+
+#define TELLBUS_E_ARGUMENT 0x80000001u
+#define TELLBUS_E_HANDLE 0x80000002u
+#define TELLBUS_E_NAME 0x80000003u
+#define TELLBUS_E_TEXT 0x80000004u
+#define TELLBUS_E_TOO_LARGE 0x80000005u
+#define TELLBUS_E_NOT_INITIALIZED 0x80000006u
+#define TELLBUS_E_NO_BUS 0x80000007u
+#define TELLBUS_E_DISCONNECTED 0x80000008u
+#define TELLBUS_E_TIMEOUT 0x80000009u
+#define TELLBUS_E_REMOTE 0x8000000Au
+#define TELLBUS_E_NO_SERVICE 0x8000000Bu
+#define TELLBUS_E_NAME_TAKEN 0x8000000Cu
+#define TELLBUS_E_EXISTS 0x8000000Du
+#define TELLBUS_E_REPLIED 0x8000000Eu
+#define TELLBUS_E_CLOSED 0x8000000Fu
+#define TELLBUS_E_QUEUE_FULL 0x80000010u
+#define TELLBUS_E_THREAD 0x80000011u
+#define TELLBUS_E_REPLY 0x80000012u
+#define TELLBUS_E_REFUSED 0x80000013u
+#define TELLBUS_E_NO_REPLY 0x80000014u
+#define TELLBUS_E_MEMORY 0x80000015u
+#define TELLBUS_E_INTERNAL 0x80000016u
+
+#define TELLBUS_MAX_TEXT 33488896u
+#define TELLBUS_MAX_PATH 4096u
+
 typedef struct TELLBUS_tCallbackStatus {
     TELLBUS_tStatus status;
 } TELLBUS_tCallbackStatus;
@@ -39,6 +70,7 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_registerService(void* connection, char const
                                                     TELLBUS_fRequest callback, void* cookie,
                                                     void** handle);
 TELLBUS_API TELLBUS_tStatus TELLBUS_unregisterService(void* handle);
+TELLBUS_API TELLBUS_tStatus TELLBUS_setIntrospection(void* handle, char const* xml);
 TELLBUS_API TELLBUS_tStatus TELLBUS_asyncInvoke(void* connection, char const* busName,
                                                 char const* objectPath, char const* method,
                                                 char const* jsonParameters, bool noReplyExpected,

@@ -1,0 +1,53 @@
+#include "tellbus/Complaints.h"
+
+#include "tellbus/Clock.h"
+
+#include <array>
+#include <mutex>
+#include <optional>
+#include <unistd.h>
+
+namespace tellbus {
+
+namespace {
+
+constexpr std::chrono::seconds PAUSE{1};
+constexpr std::array<char const*, 8> TEXTS = {
+    "dropped a signal whose argument is not one string: ",
+    "dropped a signal whose sender does not own the name: ",
+    "took a reply that is not one string as failed: ",
+    "the bus refused a subscription: ",
+    "could not take a name back: ",
+    "the bus is gone: ",
+    "caught an exception: ",
+    "cannot use an interface description: ",
+};
+
+/** Whether a line of this cause may go out now. */
+bool due(std::size_t cause) {
+    static std::mutex mutex;
+    static std::array<std::optional<TimePoint>, TEXTS.size()> last;
+    TimePoint const now = Clock::now();
+    std::lock_guard const lock(mutex);
+    if (last.at(cause) && now - *last.at(cause) < PAUSE) {
+        return false;
+    }
+    last.at(cause) = now;
+    return true;
+}
+
+} // namespace
+
+void complain(Complaint cause, std::string const& detail) noexcept {
+    try {
+        auto const index = static_cast<std::size_t>(cause);
+        if (!due(index)) {
+            return;
+        }
+        std::string const line = std::string("libtellbus: ") + TEXTS.at(index) + detail + "\n";
+        [[maybe_unused]] ssize_t const written = write(STDERR_FILENO, line.data(), line.size());
+    } catch (...) { // NOLINT(bugprone-empty-catch): a line that cannot be written is lost
+    }
+}
+
+} // namespace tellbus

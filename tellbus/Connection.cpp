@@ -1,0 +1,730 @@
+#include "tellbus/Connection.h"
+
+#include "tellbus/HandOver.h"
+#include "tellbus/Handles.h"
+#include "tellbus/Introspection.h"
+#include "tellbus/Request.h"
+#include "tellbus/Status.h"
+
+#include <cstring>
+#include <utility>
+
+namespace tellbus {
+
+namespace {
+
+/** What may wait for a bus that does not read: as much as the largest message of D-Bus. */
+constexpr std::size_t QUEUE_LIMIT = DBUS_MAXIMUM_MESSAGE_LENGTH;
+
+/** How long a closing connection may take to send what is queued. */
+constexpr std::chrono::seconds FAREWELL_LIMIT{2};
+
+constexpr std::chrono::seconds HELLO_LIMIT{5};
+
+template <class Handlers>
+void failAll(Handlers const& handlers, TELLBUS_tStatus status) {
+    for (auto const& handler : handlers) {
+        handler(status, nullptr);
+    }
+}
+
+bool isFrom(DBusMessage* message, char const* sender) {
+    return std::strcmp(orEmpty(dbus_message_get_sender(message)), sender) == 0;
+}
+
+std::string describeMessage(DBusMessage* message) {
+    return std::string(orEmpty(dbus_message_get_path(message))) + " "
+           + orEmpty(dbus_message_get_member(message)) + " from "
+           + orEmpty(dbus_message_get_sender(message));
+}
+
+/** What the answer to RequestName says; in its absence, why there is none. */
+TELLBUS_tStatus nameStatus(TELLBUS_tStatus status, DBusMessage* answer) {
+    dbus_uint32_t result = 0;
+    if (failed(status)) {
+        return status;
+    }
+    if (!dbus_message_get_args(answer, nullptr, DBUS_TYPE_UINT32, &result, DBUS_TYPE_INVALID)) {
+        return TELLBUS_E_REPLY;
+    }
+    bool const owner = result == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER
+                       || result == DBUS_REQUEST_NAME_REPLY_ALREADY_OWNER;
+    return owner ? TELLBUS_OK : TELLBUS_E_NAME_TAKEN;
+}
+
+void tellOwner(std::vector<SubscriptionPtr> const& subscriptions, std::string const& name,
+               std::string const& before, std::string const& now) {
+    for (auto const& subscription : subscriptions) {
+        if (subscription->live) {
+            handOver();
+            subscription->onOwner(name.c_str(), before.c_str(), now.c_str(), subscription->cookie);
+        }
+    }
+}
+
+} // namespace
+
+std::shared_ptr<Connection> Connection::create(std::shared_ptr<EventLoop> loop,
+                                               std::string address) {
+    auto connection = std::make_shared<Connection>(std::move(loop), std::move(address));
+    connection->start();
+    return connection;
+}
+
+Connection::Connection(std::shared_ptr<EventLoop> loop, std::string address)
+    : mLoop(std::move(loop)), mAddress(std::move(address)) {}
+
+Connection::~Connection() {
+    mLoop->detach(mHandlerId);
+}
+
+void Connection::start() {
+    std::weak_ptr<Connection> const weak = shared_from_this();
+    mTimer = std::make_unique<Timer>(mLoop, [weak] {
+        if (auto const self = weak.lock()) {
+            self->onTimer();
+        }
+    });
+    mHandlerId = mLoop->attach([weak](std::uint32_t events) {
+        if (auto const self = weak.lock()) {
+            self->onReady(events);
+        }
+    });
+}
+
+TELLBUS_tStatus Connection::open() {
+    auto const opening = std::make_shared<Answer<TELLBUS_tStatus>>();
+    {
+        std::lock_guard const lock(mMutex);
+        mOpening = opening;
+    }
+    mLoop->post([self = shared_from_this()] { self->connect(); });
+    auto const status = opening->waitUntil(answerDeadline()).value_or(TELLBUS_E_TIMEOUT);
+    if (failed(status)) {
+        close();
+    }
+    return status;
+}
+
+TELLBUS_tStatus Connection::close() {
+    if (!mLoop->run([self = shared_from_this()] { self->shut(); }, answerDeadline())) {
+        return TELLBUS_E_TIMEOUT;
+    }
+    leave(Clock::now() + FAREWELL_LIMIT);
+    return TELLBUS_OK;
+}
+
+void Connection::shut() {
+    std::vector<ReplyHandler> abandoned;
+    {
+        std::lock_guard const lock(mMutex);
+        mState = State::Closed;
+        mRetryAt.reset();
+        mTimer.reset();
+        mServices.clear();
+        mSubscriptions.clear();
+        abandoned = mPending.takeAll();
+    }
+    mLoop->detach(mHandlerId);
+    dropHandlesOf(shared_from_this());
+    failAll(abandoned, TELLBUS_E_CLOSED);
+}
+
+void Connection::leave(TimePoint deadline) {
+    std::unique_ptr<BusLink> link;
+    {
+        std::lock_guard const lock(mMutex);
+        mState = State::Closed;
+        link = std::move(mLink);
+    }
+    if (link) {
+        link->farewell(deadline);
+    }
+}
+
+// ---- sending, on any thread
+
+TELLBUS_tStatus Connection::call(MessagePtr message, TimePoint deadline, ReplyHandler handler) {
+    handOver();
+    std::lock_guard const lock(mMutex);
+    TELLBUS_tStatus const status = sendable();
+    return failed(status) ? status : transmit(message.get(), deadline, std::move(handler));
+}
+
+TELLBUS_tStatus Connection::send(MessagePtr message) {
+    handOver();
+    std::lock_guard const lock(mMutex);
+    TELLBUS_tStatus const status = sendable();
+    return failed(status) ? status : transmit(message.get());
+}
+
+TELLBUS_tStatus Connection::answer(std::uint64_t generation, MessagePtr message) {
+    handOver();
+    std::lock_guard const lock(mMutex);
+    TELLBUS_tStatus const status = sendable();
+    if (failed(status)) {
+        return status;
+    }
+    // Another bus knows nobody of that caller's name, or somebody else.
+    return generation == mGeneration ? transmit(message.get()) : TELLBUS_E_DISCONNECTED;
+}
+
+TELLBUS_tStatus Connection::sendable() const {
+    if (mState != State::Up) {
+        return mState == State::Closed ? TELLBUS_E_CLOSED : TELLBUS_E_DISCONNECTED;
+    }
+    return mLink->queued() < QUEUE_LIMIT ? TELLBUS_OK : TELLBUS_E_QUEUE_FULL;
+}
+
+TELLBUS_tStatus Connection::transmit(DBusMessage* message) {
+    if (mLink->send(message) == 0) {
+        return TELLBUS_E_MEMORY;
+    }
+    pumpIfBroken();
+    return TELLBUS_OK;
+}
+
+TELLBUS_tStatus Connection::transmit(DBusMessage* message, TimePoint deadline,
+                                     ReplyHandler handler) {
+    dbus_uint32_t const serial = mLink->send(message);
+    if (serial == 0) {
+        return TELLBUS_E_MEMORY;
+    }
+    mPending.add(serial, std::move(handler), deadline);
+    if (deadline != TimePoint::max()) {
+        mTimer->notLaterThan(deadline);
+    }
+    pumpIfBroken();
+    return TELLBUS_OK;
+}
+
+/** A link that breaks while we write leaves the epoll set: nothing else wakes the library thread.
+ */
+void Connection::pumpIfBroken() {
+    if (!mLink->isConnected()) {
+        mLoop->post([self = shared_from_this()] { self->pump(); });
+    }
+}
+
+// ---- the library thread
+
+void Connection::onReady(std::uint32_t events) {
+    {
+        std::lock_guard const lock(mMutex);
+        if (mLink) {
+            mLink->ready(events);
+        }
+    }
+    pump();
+}
+
+void Connection::pump() {
+    while (MessagePtr const message = nextMessage()) {
+        handOver();
+        handle(message.get());
+    }
+    std::lock_guard const lock(mMutex);
+    settleTimer();
+}
+
+MessagePtr Connection::nextMessage() {
+    std::lock_guard const lock(mMutex);
+    return mLink ? mLink->next() : nullptr;
+}
+
+void Connection::onTimer() {
+    std::vector<ReplyHandler> expired;
+    bool retry = false;
+    {
+        std::lock_guard const lock(mMutex);
+        if (!mTimer) {
+            return;
+        }
+        mTimer->expired();
+        expired = mPending.takeExpired(Clock::now());
+        retry = mRetryAt && *mRetryAt <= Clock::now();
+        if (retry) {
+            mRetryAt.reset();
+        }
+        settleTimer();
+    }
+    failAll(expired, TELLBUS_E_TIMEOUT);
+    if (retry) {
+        connect();
+    }
+}
+
+void Connection::settleTimer() {
+    if (!mTimer) {
+        return;
+    }
+    auto next = mPending.earliest();
+    if (mRetryAt && (!next || *mRetryAt < *next)) {
+        next = mRetryAt;
+    }
+    mTimer->set(next);
+}
+
+void Connection::handle(DBusMessage* message) {
+    switch (dbus_message_get_type(message)) {
+    case DBUS_MESSAGE_TYPE_METHOD_CALL:
+        return onCall(message);
+    case DBUS_MESSAGE_TYPE_METHOD_RETURN:
+    case DBUS_MESSAGE_TYPE_ERROR:
+        return onAnswer(message);
+    case DBUS_MESSAGE_TYPE_SIGNAL:
+        return onSignal(message);
+    default:
+        return;
+    }
+}
+
+void Connection::onAnswer(DBusMessage* message) {
+    ReplyHandler handler;
+    {
+        std::lock_guard const lock(mMutex);
+        handler = mPending.take(dbus_message_get_reply_serial(message));
+    }
+    if (handler) {
+        handler(statusOf(message), message);
+    }
+}
+
+// ---- calls from others
+
+void Connection::onCall(DBusMessage* message) {
+    std::string const interface = orEmpty(dbus_message_get_interface(message));
+    if (interface == DBUS_INTERFACE_PEER) {
+        return onPeerCall(message);
+    }
+    if (interface == DBUS_INTERFACE_INTROSPECTABLE) {
+        return onIntrospectCall(message);
+    }
+    std::string const path = orEmpty(dbus_message_get_path(message));
+    ServicePtr service;
+    bool isNode = false;
+    {
+        std::lock_guard const lock(mMutex);
+        service = mServices.route(path, orEmpty(dbus_message_get_destination(message)));
+        isNode = path == "/" || !mServices.childrenOf(path).empty();
+    }
+    if (service) {
+        return onServiceCall(service, message);
+    }
+    refuse(message, isNode ? DBUS_ERROR_UNKNOWN_METHOD : DBUS_ERROR_UNKNOWN_OBJECT,
+           isNode ? "This object only has other objects below it" : "No such object: " + path);
+}
+
+void Connection::onServiceCall(ServicePtr const& service, DBusMessage* message) {
+    Argument const argument = argumentOf(message);
+    if (!argument.valid) {
+        return refuse(message, DBUS_ERROR_INVALID_ARGS, "One string or nothing is expected");
+    }
+    auto const request = std::make_shared<Request>();
+    request->connection = weak_from_this();
+    request->caller = returnAddressOf(message);
+    request->noReply = dbus_message_get_no_reply(message);
+    {
+        std::lock_guard const lock(mMutex);
+        request->generation = mGeneration;
+    }
+    handOver();
+    service->callback(handles().requests.add(request), dbus_message_get_member(message),
+                      argument.text, request->noReply ? 1 : 0, service->cookie);
+}
+
+void Connection::onPeerCall(DBusMessage* message) {
+    bool const ping = dbus_message_has_member(message, "Ping");
+    if (!ping && !dbus_message_has_member(message, "GetMachineId")) {
+        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Peer has Ping and GetMachineId");
+    }
+    if (!dbus_message_has_signature(message, "")) {
+        return refuse(message, DBUS_ERROR_INVALID_ARGS, "No argument is expected");
+    }
+    std::unique_ptr<char, void (*)(void*)> const machine(
+        ping ? nullptr : dbus_try_get_local_machine_id(nullptr), dbus_free);
+    if (!ping && !machine) {
+        return refuse(message, DBUS_ERROR_FAILED, "This machine has no id");
+    }
+    if (!dbus_message_get_no_reply(message)) {
+        send(reply(returnAddressOf(message), machine.get()));
+    }
+}
+
+void Connection::onIntrospectCall(DBusMessage* message) {
+    std::string const path = orEmpty(dbus_message_get_path(message));
+    if (!dbus_message_has_member(message, "Introspect")) {
+        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Introspectable has Introspect");
+    }
+    if (!dbus_message_has_signature(message, "")) {
+        return refuse(message, DBUS_ERROR_INVALID_ARGS, "No argument is expected");
+    }
+    std::vector<Described> services;
+    std::set<std::string> children;
+    {
+        std::lock_guard const lock(mMutex);
+        services = mServices.describedAt(path);
+        children = mServices.childrenOf(path);
+    }
+    if (services.empty() && children.empty() && path != "/") {
+        return refuse(message, DBUS_ERROR_UNKNOWN_OBJECT, "No such object: " + path);
+    }
+    if (!dbus_message_get_no_reply(message)) {
+        send(reply(returnAddressOf(message), introspectionData(services, children).c_str()));
+    }
+}
+
+void Connection::refuse(DBusMessage* call, char const* errorName, std::string const& text) {
+    if (!dbus_message_get_no_reply(call)) {
+        send(errorReply(returnAddressOf(call), errorName, text.c_str()));
+    }
+}
+
+// ---- services
+
+TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
+    auto const answer = std::make_shared<Answer<TELLBUS_tStatus>>();
+    TimePoint const deadline = answerDeadline();
+    {
+        std::lock_guard const lock(mMutex);
+        TELLBUS_tStatus status = sendable();
+        if (failed(status)) {
+            return status;
+        }
+        if (!mServices.add(service)) {
+            return TELLBUS_E_EXISTS;
+        }
+        MessagePtr const request = requestName(service->name.c_str(), DBUS_NAME_FLAG_DO_NOT_QUEUE);
+        status = transmit(request.get(), deadline,
+                          [self = shared_from_this(), service, answer](TELLBUS_tStatus result,
+                                                                       DBusMessage* message) {
+                              answer->set(self->onNameAnswer(service, nameStatus(result, message)));
+                          });
+        if (failed(status)) {
+            mServices.remove(service);
+            return status;
+        }
+    }
+    auto const status = answer->waitUntil(deadline + ANSWER_LIMIT);
+    if (!status) {
+        std::lock_guard const lock(mMutex);
+        mServices.remove(service);
+    }
+    return status.value_or(TELLBUS_E_TIMEOUT);
+}
+
+TELLBUS_tStatus Connection::onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status) {
+    std::lock_guard const lock(mMutex);
+    if (!mServices.contains(service)) {
+        // Whoever registered has given up waiting.
+        releaseIfUnused(service->name);
+        return TELLBUS_E_TIMEOUT;
+    }
+    service->named = !failed(status);
+    if (!service->named) {
+        mServices.remove(service);
+    }
+    return status;
+}
+
+TELLBUS_tStatus Connection::unregisterService(ServicePtr const& service) {
+    {
+        std::lock_guard const lock(mMutex);
+        if (!mServices.remove(service)) {
+            return TELLBUS_E_HANDLE;
+        }
+        releaseIfUnused(service->name);
+    }
+    return mLoop->run([] {}, answerDeadline()) ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
+}
+
+void Connection::releaseIfUnused(std::string const& name) {
+    if (mState == State::Up && !mServices.hasName(name)) {
+        MessagePtr const release = busCall("ReleaseName", name.c_str());
+        dbus_message_set_no_reply(release.get(), TRUE);
+        transmit(release.get());
+    }
+}
+
+bool Connection::describe(ServicePtr const& service, std::string description) {
+    std::lock_guard const lock(mMutex);
+    service->description = std::move(description);
+    return mServices.contains(service);
+}
+
+TELLBUS_tStatus Connection::nameHasOwner(char const* name, bool& hasOwner) {
+    using Found = std::pair<TELLBUS_tStatus, bool>;
+    auto const answer = std::make_shared<Answer<Found>>();
+    TimePoint const deadline = answerDeadline();
+    TELLBUS_tStatus const sent =
+        call(busCall("NameHasOwner", name), deadline,
+             [answer](TELLBUS_tStatus status, DBusMessage* message) {
+                 dbus_bool_t owned = FALSE;
+                 if (!failed(status)
+                     && !dbus_message_get_args(message, nullptr, DBUS_TYPE_BOOLEAN, &owned,
+                                               DBUS_TYPE_INVALID)) {
+                     status = TELLBUS_E_REPLY;
+                 }
+                 answer->set({status, owned != FALSE});
+             });
+    if (failed(sent)) {
+        return sent;
+    }
+    auto const found = answer->waitUntil(deadline + ANSWER_LIMIT);
+    hasOwner = found && found->second;
+    return found ? found->first : TELLBUS_E_TIMEOUT;
+}
+
+// ---- subscriptions
+
+// The bus handles what we send in its order: it tells every change of the name's owner before it
+// tells who owns it, and that before the first signal. So the owner is known for each signal.
+TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
+    handOver();
+    std::lock_guard const lock(mMutex);
+    if (mState == State::Closed) {
+        return TELLBUS_E_CLOSED;
+    }
+    bool const knownName = mSubscriptions.watched(subscription->name) != nullptr;
+    bool const knownSignal =
+        !mSubscriptions.forSignal(subscription->path, subscription->member).empty();
+    mSubscriptions.add(subscription);
+    if (mState != State::Up) {
+        return TELLBUS_OK;
+    }
+    if (!knownName) {
+        watchName(mSubscriptions.watched(subscription->name));
+    }
+    if (subscription->onSignal && !knownSignal) {
+        addMatch(signalRule(*subscription));
+    }
+    return TELLBUS_OK;
+}
+
+void Connection::unsubscribe(SubscriptionPtr const& subscription, EventLoop::Task done) {
+    subscription->live = false;
+    {
+        std::lock_guard const lock(mMutex);
+        bool const was = mSubscriptions.remove(subscription);
+        if (was && mState == State::Up) {
+            if (subscription->onSignal
+                && mSubscriptions.forSignal(subscription->path, subscription->member).empty()) {
+                removeMatch(signalRule(*subscription));
+            }
+            if (!mSubscriptions.watched(subscription->name)) {
+                removeMatch(ownerRule(subscription->name));
+            }
+        }
+    }
+    mLoop->post(std::move(done));
+}
+
+void Connection::addMatch(std::string const& rule) {
+    transmit(busCall("AddMatch", rule.c_str()).get(), TimePoint::max(),
+             [rule](TELLBUS_tStatus status, DBusMessage* answer) {
+                 if (failed(status) && answer) {
+                     complain(Complaint::MatchRule, rule);
+                 }
+             });
+}
+
+void Connection::removeMatch(std::string const& rule) {
+    MessagePtr const message = busCall("RemoveMatch", rule.c_str());
+    dbus_message_set_no_reply(message.get(), TRUE);
+    transmit(message.get());
+}
+
+void Connection::watchName(WatchedNamePtr const& watched) {
+    addMatch(ownerRule(watched->name));
+    std::weak_ptr<WatchedName> const weak = watched;
+    transmit(busCall("GetNameOwner", watched->name.c_str()).get(), TimePoint::max(),
+             [self = shared_from_this(), weak](TELLBUS_tStatus status, DBusMessage* answer) {
+                 self->onOwner(weak, status, answer);
+             });
+}
+
+void Connection::onOwner(std::weak_ptr<WatchedName> const& weak, TELLBUS_tStatus status,
+                         DBusMessage* answer) {
+    std::vector<SubscriptionPtr> told;
+    auto const watched = weak.lock();
+    {
+        std::lock_guard const lock(mMutex);
+        if (!watched || watched->resolved || !answer) {
+            return;
+        }
+        watched->resolved = true;
+        if (!failed(status)) {
+            watched->owner = orEmpty(argumentOf(answer).text);
+        }
+        if (watched->announce && !watched->owner.empty()) {
+            told = mSubscriptions.forOwner(watched->name);
+        }
+    }
+    tellOwner(told, watched->name, std::string(), watched->owner);
+}
+
+void Connection::onSignal(DBusMessage* message) {
+    if (dbus_message_is_signal(message, DBUS_INTERFACE_LOCAL, "Disconnected")) {
+        return onDisconnected();
+    }
+    if (dbus_message_is_signal(message, DBUS_INTERFACE_DBUS, "NameOwnerChanged")
+        && isFrom(message, DBUS_SERVICE_DBUS)) {
+        onOwnerChanged(message);
+    }
+    auto const listeners = listenersTo(message);
+    if (listeners.empty()) {
+        return;
+    }
+    Argument const argument = argumentOf(message);
+    if (!argument.valid) {
+        return complain(Complaint::BadSignal, describeMessage(message));
+    }
+    for (auto const& subscription : listeners) {
+        if (subscription->live) {
+            handOver();
+            subscription->onSignal(dbus_message_get_member(message), orEmpty(argument.text),
+                                   subscription->cookie);
+        }
+    }
+}
+
+std::vector<SubscriptionPtr> Connection::listenersTo(DBusMessage* signal) {
+    std::lock_guard const lock(mMutex);
+    auto listeners = mSubscriptions.forSignal(orEmpty(dbus_message_get_path(signal)),
+                                              orEmpty(dbus_message_get_member(signal)));
+    if (!listeners.empty()) {
+        // The same path spells the same name for all of them.
+        auto const watched = mSubscriptions.watched(listeners.front()->name);
+        if (!watched->resolved || !isFrom(signal, watched->owner.c_str())) {
+            complain(Complaint::ForgedSignal, describeMessage(signal));
+            listeners.clear();
+        }
+    }
+    return listeners;
+}
+
+void Connection::onOwnerChanged(DBusMessage* message) {
+    char const* name = nullptr;
+    char const* before = nullptr;
+    char const* now = nullptr;
+    if (!dbus_message_get_args(message, nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &before,
+                               DBUS_TYPE_STRING, &now, DBUS_TYPE_INVALID)) {
+        return;
+    }
+    std::vector<SubscriptionPtr> told;
+    {
+        std::lock_guard const lock(mMutex);
+        auto const watched = mSubscriptions.watched(name);
+        if (!watched || (watched->resolved && watched->owner == now)) {
+            return;
+        }
+        watched->owner = now;
+        watched->resolved = true;
+        told = mSubscriptions.forOwner(name);
+    }
+    tellOwner(told, name, before, now);
+}
+
+// ---- coming and going of the bus
+
+void Connection::connect() {
+    std::string problem;
+    auto link = BusLink::open(mLoop, mHandlerId, mAddress, problem);
+    std::lock_guard const lock(mMutex);
+    if (mState == State::Closed) {
+        return;
+    }
+    if (!link) {
+        return retryLater();
+    }
+    mLink = std::move(link);
+    ++mGeneration;
+    transmit(busCall("Hello").get(), Clock::now() + HELLO_LIMIT,
+             [self = shared_from_this()](TELLBUS_tStatus status, DBusMessage*) {
+                 self->onHello(status);
+             });
+}
+
+void Connection::onHello(TELLBUS_tStatus status) {
+    if (failed(status)) {
+        return onDisconnected();
+    }
+    std::lock_guard const lock(mMutex);
+    if (mState == State::Closed) {
+        return;
+    }
+    mState = State::Up;
+    mBackoff.reset();
+    restore();
+    if (mOpening) {
+        std::exchange(mOpening, nullptr)->set(TELLBUS_OK);
+    }
+}
+
+/** All that the bus knew of this connection, in the order in which it was told at first. */
+void Connection::restore() {
+    for (auto const& watched : mSubscriptions.names()) {
+        watchName(watched);
+    }
+    for (auto const& subscription : mSubscriptions.eachSignal()) {
+        addMatch(signalRule(*subscription));
+    }
+    for (auto const& name : mServices.names()) {
+        // In the queue for the name this time: it comes back even if another process was faster.
+        transmit(requestName(name.c_str(), 0).get(), TimePoint::max(),
+                 [name](TELLBUS_tStatus status, DBusMessage* answer) {
+                     if (answer && failed(nameStatus(status, answer))) {
+                         complain(Complaint::NameLost, name);
+                     }
+                 });
+    }
+}
+
+void Connection::onDisconnected() {
+    std::unique_ptr<BusLink> link;
+    std::vector<ReplyHandler> abandoned;
+    std::vector<WatchedName> ownersBefore;
+    bool wasUp = false;
+    {
+        std::lock_guard const lock(mMutex);
+        if (mState == State::Closed || !mLink) {
+            return;
+        }
+        wasUp = std::exchange(mState, State::Away) == State::Up;
+        link = std::move(mLink);
+        abandoned = mPending.takeAll();
+        for (auto const& watched : mSubscriptions.names()) {
+            ownersBefore.push_back(*watched);
+            watched->owner.clear();
+            watched->resolved = false;
+            watched->announce = true;
+        }
+        retryLater();
+    }
+    link.reset();
+    if (wasUp) {
+        complain(Complaint::BusGone, mAddress);
+    }
+    failAll(abandoned, TELLBUS_E_DISCONNECTED);
+    for (auto const& before : ownersBefore) {
+        if (!before.owner.empty()) {
+            std::vector<SubscriptionPtr> told;
+            {
+                std::lock_guard const lock(mMutex);
+                told = mSubscriptions.forOwner(before.name);
+            }
+            tellOwner(told, before.name, before.owner, std::string());
+        }
+    }
+}
+
+void Connection::retryLater() {
+    if (mOpening) {
+        std::exchange(mOpening, nullptr)->set(TELLBUS_E_NO_BUS);
+        return;
+    }
+    mRetryAt = Clock::now() + mBackoff.next();
+    settleTimer();
+}
+
+} // namespace tellbus

@@ -1,0 +1,214 @@
+#include "tellbus/EventLoop.h"
+
+#include "tellbus/Answer.h"
+#include "tellbus/Complaints.h"
+#include "tellbus/HandOver.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace tellbus {
+
+namespace {
+
+constexpr std::uint64_t WAKE_ID = 0;
+constexpr int EVENTS_AT_ONCE = 16;
+
+int checked(int descriptor) {
+    if (descriptor == -1) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    return descriptor;
+}
+
+/** Keeps the application's signals away from the thread that is started while it lives. */
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &mBefore);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
+    SignalsBlocked(SignalsBlocked const&) = delete;
+    SignalsBlocked& operator=(SignalsBlocked const&) = delete;
+
+private:
+    sigset_t mBefore{};
+};
+
+void control(int epoll, int operation, int fd, std::uint32_t events, std::uint64_t id) {
+    epoll_event event{};
+    event.events = events;
+    event.data.u64 = id;
+    epoll_ctl(epoll, operation, fd, &event);
+}
+
+/** Nothing that a handler throws ends the thread. */
+template <class Call>
+void fenced(Call call) noexcept {
+    try {
+        call();
+    } catch (std::exception const& problem) {
+        complain(Complaint::Exception, problem.what());
+    } catch (...) {
+        complain(Complaint::Exception, "of unknown type");
+    }
+}
+
+} // namespace
+
+std::shared_ptr<EventLoop> EventLoop::start() {
+    auto loop = std::make_shared<EventLoop>();
+    SignalsBlocked const blocked;
+    loop->mThread = std::thread([loop] { loop->loop(); });
+    loop->mThreadId = loop->mThread.get_id();
+    return loop;
+}
+
+EventLoop::EventLoop()
+    : mEpoll(checked(epoll_create1(EPOLL_CLOEXEC))), mWake(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
+      mLastId(WAKE_ID) {
+    if (mWake == -1) {
+        int const cause = errno;
+        close(mEpoll);
+        throw std::system_error(cause, std::generic_category());
+    }
+    control(mEpoll, EPOLL_CTL_ADD, mWake, EPOLLIN, WAKE_ID);
+}
+
+EventLoop::~EventLoop() {
+    if (mThread.joinable()) {
+        mThread.detach();
+    }
+    close(mWake);
+    close(mEpoll);
+}
+
+bool EventLoop::onThread() const {
+    return mThreadId.load() == std::this_thread::get_id();
+}
+
+void EventLoop::post(Task task) {
+    handOver();
+    bool first = false;
+    {
+        std::lock_guard const lock(mMutex);
+        first = mTasks.empty();
+        mTasks.push_back(std::move(task));
+    }
+    if (first) {
+        wake();
+    }
+}
+
+bool EventLoop::run(Task task, TimePoint deadline) {
+    if (onThread()) {
+        task();
+        return true;
+    }
+    auto const done = std::make_shared<Answer<bool>>();
+    post([task = std::move(task), done] {
+        fenced(task);
+        done->set(true);
+    });
+    return done->waitUntil(deadline).has_value();
+}
+
+std::uint64_t EventLoop::attach(Handler handler) {
+    auto shared = std::make_shared<Handler>(std::move(handler));
+    std::lock_guard const lock(mMutex);
+    mHandlers.emplace(++mLastId, std::move(shared));
+    return mLastId;
+}
+
+void EventLoop::detach(std::uint64_t id) {
+    std::shared_ptr<Handler> handler;
+    std::lock_guard const lock(mMutex);
+    auto const found = mHandlers.find(id);
+    if (found != mHandlers.end()) {
+        handler = std::move(found->second);
+        mHandlers.erase(found);
+    }
+}
+
+void EventLoop::watch(int fd, std::uint32_t events, std::uint64_t id) {
+    control(mEpoll, EPOLL_CTL_ADD, fd, events, id);
+}
+void EventLoop::rewatch(int fd, std::uint32_t events, std::uint64_t id) {
+    control(mEpoll, EPOLL_CTL_MOD, fd, events, id);
+}
+void EventLoop::unwatch(int fd) {
+    control(mEpoll, EPOLL_CTL_DEL, fd, 0, 0);
+}
+
+bool EventLoop::stop(TimePoint deadline) {
+    if (onThread()) {
+        mStopping = true;
+        return false;
+    }
+    if (!run([this] { mStopping = true; }, deadline)) {
+        return false;
+    }
+    mThread.join();
+    return true;
+}
+
+void EventLoop::loop() {
+    mThreadId = std::this_thread::get_id();
+    pthread_setname_np(pthread_self(), "tellbus");
+    std::array<epoll_event, EVENTS_AT_ONCE> events{};
+    while (!mStopping) {
+        int const count = epoll_wait(mEpoll, events.data(), EVENTS_AT_ONCE, -1);
+        handOver();
+        for (int index = 0; index < count && !mStopping; ++index) {
+            auto const& event = events.at(static_cast<std::size_t>(index));
+            fenced([&] { dispatch(event.data.u64, event.events); });
+        }
+    }
+}
+
+void EventLoop::dispatch(std::uint64_t id, std::uint32_t events) {
+    if (id == WAKE_ID) {
+        return runTasks();
+    }
+    std::shared_ptr<Handler> handler;
+    {
+        std::lock_guard const lock(mMutex);
+        auto const found = mHandlers.find(id);
+        if (found != mHandlers.end()) {
+            handler = found->second;
+        }
+    }
+    if (handler) {
+        (*handler)(events);
+    }
+}
+
+void EventLoop::runTasks() {
+    eventfd_t count = 0;
+    eventfd_read(mWake, &count);
+    std::vector<Task> tasks;
+    {
+        std::lock_guard const lock(mMutex);
+        tasks.swap(mTasks);
+    }
+    for (auto const& task : tasks) {
+        handOver();
+        fenced(task);
+    }
+}
+
+void EventLoop::wake() const {
+    eventfd_write(mWake, 1);
+}
+
+} // namespace tellbus

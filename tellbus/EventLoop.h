@@ -1,0 +1,74 @@
+#pragma once
+
+#include "tellbus/Clock.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace tellbus {
+
+/**
+ * The library's one thread: it waits in epoll for descriptors and for tasks, without a time limit,
+ * and runs every handler, and so every callback, one after the other.
+ *
+ * All operations may be called from any thread.
+ */
+class EventLoop : public std::enable_shared_from_this<EventLoop> {
+public:
+    using Handler = std::function<void(std::uint32_t events)>;
+    using Task = std::function<void()>;
+
+    /** Starts the thread. @throws std::system_error without descriptors or threads */
+    static std::shared_ptr<EventLoop> start();
+
+    EventLoop();
+    ~EventLoop();
+    EventLoop(EventLoop const&) = delete;
+    EventLoop& operator=(EventLoop const&) = delete;
+
+    /** Whether the caller is the library's thread. */
+    bool onThread() const;
+
+    /** Queues a task; tasks run in the order of their posting. */
+    void post(Task task);
+
+    /** Runs a task on the thread and returns when it has run; false if that is not in time. */
+    bool run(Task task, TimePoint deadline);
+
+    /** Enters a handler and returns its id, under which descriptors are watched. */
+    std::uint64_t attach(Handler handler);
+    void detach(std::uint64_t id);
+
+    /** Watches a descriptor for epoll events; those that are there go to the handler of id. */
+    void watch(int fd, std::uint32_t events, std::uint64_t id);
+    void rewatch(int fd, std::uint32_t events, std::uint64_t id);
+    void unwatch(int fd);
+
+    /** Ends the thread after the handler that runs; false if that has not come to its end. */
+    bool stop(TimePoint deadline);
+
+private:
+    void loop();
+    void dispatch(std::uint64_t id, std::uint32_t events);
+    void runTasks();
+    void wake() const;
+
+    int mEpoll;
+    int mWake;
+    std::atomic<bool> mStopping{false};
+    std::atomic<std::thread::id> mThreadId;
+    std::thread mThread;
+
+    std::mutex mMutex;
+    std::uint64_t mLastId;
+    std::unordered_map<std::uint64_t, std::shared_ptr<Handler>> mHandlers;
+    std::vector<Task> mTasks;
+};
+
+} // namespace tellbus

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "tellbus/Clock.h"
+#include "tellbus/Message.h"
+#include "tellbus/tellbus.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace tellbus {
+
+/**
+ * What waits for the answer to one call.
+ *
+ * It is called once, on the library's thread: with the answer, which may be an error reply, or with
+ * a failure and null if there is none.
+ */
+using ReplyHandler = std::function<void(TELLBUS_tStatus status, DBusMessage* reply)>;
+
+/** The calls of one link that wait for their answers. Whoever takes a handler out has to call it.
+ */
+class PendingCalls {
+public:
+    void add(dbus_uint32_t serial, ReplyHandler handler, TimePoint deadline);
+
+    /** The handler of one call; empty if nobody waits (any more). */
+    ReplyHandler take(dbus_uint32_t serial);
+
+    /** The handlers whose deadline has come, earliest first. */
+    std::vector<ReplyHandler> takeExpired(TimePoint now);
+
+    /** All handlers, in the order of their calls. */
+    std::vector<ReplyHandler> takeAll();
+
+    std::optional<TimePoint> earliest() const;
+
+private:
+    struct Call {
+        ReplyHandler handler;
+        TimePoint deadline;
+    };
+    std::map<dbus_uint32_t, Call> mCalls;
+    std::set<std::pair<TimePoint, dbus_uint32_t>> mDeadlines;
+};
+
+} // namespace tellbus

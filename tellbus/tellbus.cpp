@@ -1,0 +1,365 @@
+#include "tellbus/tellbus.h"
+
+#include "tellbus/BusAddress.h"
+#include "tellbus/Complaints.h"
+#include "tellbus/Connection.h"
+#include "tellbus/HandOver.h"
+#include "tellbus/Handles.h"
+#include "tellbus/Library.h"
+#include "tellbus/Status.h"
+#include "tellbus/Validate.h"
+
+#include <climits>
+#include <exception>
+#include <new>
+#include <string>
+#include <system_error>
+#include <utility>
+
+// The C interface: arguments are checked here, handles looked up, and exceptions turned into
+// statuses. What lies below takes what it is given.
+
+using namespace tellbus;
+
+namespace {
+
+constexpr std::chrono::seconds DEFAULT_TIMEOUT{25};
+
+template <class Body>
+TELLBUS_tStatus fenced(Body body) noexcept {
+    try {
+        return body();
+    } catch (std::bad_alloc const&) {
+        return TELLBUS_E_MEMORY;
+    } catch (std::exception const& problem) {
+        complain(Complaint::Exception, problem.what());
+    } catch (...) {
+        complain(Complaint::Exception, "of unknown type");
+    }
+    return TELLBUS_E_INTERNAL;
+}
+
+bool onLibraryThread() {
+    auto const loop = Library::instance().loop();
+    return loop && loop->onThread();
+}
+
+TimePoint deadlineOf(unsigned int timeout) {
+    if (timeout == UINT_MAX) {
+        return TimePoint::max();
+    }
+    return Clock::now()
+           + (timeout == 0 ? std::chrono::milliseconds(DEFAULT_TIMEOUT)
+                           : std::chrono::milliseconds(timeout));
+}
+
+/** Makes of an answer from the bus what the caller's callback expects. */
+ReplyHandler resultHandler(TELLBUS_fResult callback, void* cookie) {
+    return [callback, cookie](TELLBUS_tStatus status, DBusMessage* answer) {
+        Argument argument;
+        if (!failed(status)) {
+            argument = argumentOf(answer);
+            if (!argument.valid) {
+                status = TELLBUS_E_REPLY;
+                complain(Complaint::BadReply, orEmpty(dbus_message_get_sender(answer)));
+            }
+        }
+        TELLBUS_tCallbackStatus const told{status};
+        handOver();
+        callback(&told, failed(status) ? nullptr : orEmpty(argument.text), cookie);
+    };
+}
+
+TELLBUS_tStatus checkInvoke(char const* busName, char const* objectPath, char const* method,
+                            char const* parameters) {
+    if (!busName || !objectPath || !method) {
+        return TELLBUS_E_ARGUMENT;
+    }
+    if (!isBusName(busName) || !isPath(objectPath) || !isMember(method)) {
+        return TELLBUS_E_NAME;
+    }
+    return parameters ? checkText(parameters) : TELLBUS_OK;
+}
+
+TELLBUS_tStatus addSubscription(void* connection, std::shared_ptr<Subscription> subscription,
+                                void** handle) {
+    auto const found = handles().connections.find(connection);
+    if (!found) {
+        return TELLBUS_E_HANDLE;
+    }
+    subscription->connection = found;
+    *handle = handles().subscriptions.add(subscription);
+    TELLBUS_tStatus const status = found->subscribe(subscription);
+    if (failed(status)) {
+        handles().subscriptions.take(*handle);
+    }
+    return status;
+}
+
+/** Sends one answer to a request; make() makes the message. */
+template <class Make>
+TELLBUS_tStatus answerOnce(void* requestContext, Make make) {
+    auto const request = handles().requests.find(requestContext);
+    if (!request) {
+        return TELLBUS_E_HANDLE;
+    }
+    if (request->noReply) {
+        return TELLBUS_NO_REPLY_WANTED;
+    }
+    if (request->replied.exchange(true)) {
+        return TELLBUS_E_REPLIED;
+    }
+    auto const connection = request->connection.lock();
+    return connection ? connection->answer(request->generation, make(request->caller))
+                      : TELLBUS_E_CLOSED;
+}
+
+} // namespace
+
+TELLBUS_tStatus TELLBUS_initialize(void) {
+    return fenced([] {
+        Library::instance().begin();
+        return TELLBUS_OK;
+    });
+}
+
+void TELLBUS_shutdown(void) {
+    fenced([] {
+        Library::instance().end();
+        return TELLBUS_OK;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_getConnection(unsigned int /*reserved1*/, unsigned int /*reserved2*/,
+                                      void** connection) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        if (!connection) {
+            return TELLBUS_E_ARGUMENT;
+        }
+        auto const loop = Library::instance().loop();
+        if (!loop || loop->onThread()) {
+            return loop ? TELLBUS_E_THREAD : TELLBUS_E_NOT_INITIALIZED;
+        }
+        auto const made = Connection::create(loop, busAddress());
+        TELLBUS_tStatus const status = made->open();
+        if (!failed(status)) {
+            *connection = handles().connections.add(made);
+        }
+        return status;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_closeConnection(void* connection) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        auto const closing = handles().connections.take(connection);
+        if (!closing) {
+            return TELLBUS_E_HANDLE;
+        }
+        dropHandlesOf(closing);
+        return closing->close();
+    });
+}
+
+TELLBUS_tStatus TELLBUS_registerService(void* connection, char const* name, char const* path,
+                                        unsigned int /*reserved*/, TELLBUS_fRequest callback,
+                                        void* cookie, void** handle) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        if (!name || !path || !callback || !handle) {
+            return TELLBUS_E_ARGUMENT;
+        }
+        if (!isServiceName(name) || !isPath(path)) {
+            return TELLBUS_E_NAME;
+        }
+        auto const found = handles().connections.find(connection);
+        if (!found || onLibraryThread()) {
+            return found ? TELLBUS_E_THREAD : TELLBUS_E_HANDLE;
+        }
+        auto const service = std::make_shared<Service>();
+        service->name = name;
+        service->path = path;
+        service->callback = callback;
+        service->cookie = cookie;
+        service->connection = found;
+        TELLBUS_tStatus const status = found->registerService(service);
+        if (!failed(status)) {
+            *handle = handles().services.add(service);
+        }
+        return status;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_unregisterService(void* handle) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        auto const service = handles().services.take(handle);
+        auto const connection = service ? service->connection.lock() : nullptr;
+        return connection ? connection->unregisterService(service) : TELLBUS_E_HANDLE;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_setIntrospection(void* handle, char const* xml) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        TELLBUS_tStatus const text = xml ? checkText(xml) : TELLBUS_OK;
+        if (failed(text)) {
+            return text;
+        }
+        auto const service = handles().services.find(handle);
+        auto const connection = service ? service->connection.lock() : nullptr;
+        bool const described = connection && connection->describe(service, orEmpty(xml));
+        return described ? TELLBUS_OK : TELLBUS_E_HANDLE;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_asyncInvoke(void* connection, char const* busName, char const* objectPath,
+                                    char const* method, char const* jsonParameters,
+                                    bool noReplyExpected, unsigned int timeout,
+                                    TELLBUS_fResult callback, void** token, void* cookie) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        TELLBUS_tStatus const arguments = checkInvoke(busName, objectPath, method, jsonParameters);
+        if (failed(arguments) || (!callback && !noReplyExpected)) {
+            return failed(arguments) ? arguments : TELLBUS_E_ARGUMENT;
+        }
+        auto const found = handles().connections.find(connection);
+        if (!found) {
+            return TELLBUS_E_HANDLE;
+        }
+        MessagePtr message =
+            methodCall(busName, objectPath, isInterface(busName) ? busName : nullptr, method,
+                       jsonParameters, noReplyExpected);
+        TELLBUS_tStatus const status = noReplyExpected
+                                           ? found->send(std::move(message))
+                                           : found->call(std::move(message), deadlineOf(timeout),
+                                                         resultHandler(callback, cookie));
+        if (token && !failed(status)) {
+            *token = HandleTable<Request>::reserve();
+        }
+        return status;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_subscribe(void* connection, char const* objectPath, char const* signalName,
+                                  TELLBUS_fSignal callback, void* cookie, void** handle) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        if (!objectPath || !signalName || !callback || !handle) {
+            return TELLBUS_E_ARGUMENT;
+        }
+        if (!isPath(objectPath) || !isMember(signalName)
+            || !isBusName(nameSpelledBy(objectPath).c_str())) {
+            return TELLBUS_E_NAME;
+        }
+        auto subscription = std::make_shared<Subscription>();
+        subscription->name = nameSpelledBy(objectPath);
+        subscription->path = objectPath;
+        subscription->member = signalName;
+        subscription->onSignal = callback;
+        subscription->cookie = cookie;
+        return addSubscription(connection, std::move(subscription), handle);
+    });
+}
+
+TELLBUS_tStatus TELLBUS_subscribeOwnerChanged(void* connection, char const* name,
+                                              TELLBUS_fNameOwnerChanged callback, void* cookie,
+                                              void** handle) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        if (!name || !callback || !handle) {
+            return TELLBUS_E_ARGUMENT;
+        }
+        if (!isBusName(name)) {
+            return TELLBUS_E_NAME;
+        }
+        auto subscription = std::make_shared<Subscription>();
+        subscription->name = name;
+        subscription->onOwner = callback;
+        subscription->cookie = cookie;
+        return addSubscription(connection, std::move(subscription), handle);
+    });
+}
+
+TELLBUS_tStatus TELLBUS_asyncUnsubscribe(void* handle, TELLBUS_fStatus callback, void* cookie) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        auto const subscription = handles().subscriptions.take(handle);
+        auto const connection = subscription ? subscription->connection.lock() : nullptr;
+        if (!connection) {
+            return TELLBUS_E_HANDLE;
+        }
+        connection->unsubscribe(subscription, [callback, cookie] {
+            if (callback) {
+                TELLBUS_tCallbackStatus const done{TELLBUS_OK};
+                callback(&done, cookie);
+            }
+        });
+        return TELLBUS_OK;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_nameHasOwner(void* connection, char const* name, unsigned int* hasOwner) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        if (!name || !hasOwner) {
+            return TELLBUS_E_ARGUMENT;
+        }
+        if (!isBusName(name)) {
+            return TELLBUS_E_NAME;
+        }
+        auto const found = handles().connections.find(connection);
+        if (!found || onLibraryThread()) {
+            return found ? TELLBUS_E_THREAD : TELLBUS_E_HANDLE;
+        }
+        bool owned = false;
+        TELLBUS_tStatus const status = found->nameHasOwner(name, owned);
+        if (!failed(status)) {
+            *hasOwner = owned ? 1 : 0;
+        }
+        return status;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_emit(void* handle, char const* signalName, char const* jsonData) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        if (!signalName) {
+            return TELLBUS_E_ARGUMENT;
+        }
+        if (!isMember(signalName)) {
+            return TELLBUS_E_NAME;
+        }
+        TELLBUS_tStatus const text = checkText(jsonData);
+        if (failed(text)) {
+            return text;
+        }
+        auto const service = handles().services.find(handle);
+        auto const connection = service ? service->connection.lock() : nullptr;
+        return connection ? connection->send(signalMessage(
+                   service->path.c_str(), service->name.c_str(), signalName, jsonData))
+                          : TELLBUS_E_HANDLE;
+    });
+}
+
+TELLBUS_tStatus TELLBUS_returnResult(void* requestContext, char const* jsonResult) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        TELLBUS_tStatus const text = checkText(jsonResult);
+        return failed(text) ? text : answerOnce(requestContext, [&](ReturnAddress const& caller) {
+            return reply(caller, jsonResult);
+        });
+    });
+}
+
+TELLBUS_tStatus TELLBUS_returnError(void* requestContext, char const* errorName,
+                                    char const* message) {
+    return fenced([&]() -> TELLBUS_tStatus {
+        if (!errorName) {
+            return TELLBUS_E_ARGUMENT;
+        }
+        if (!isErrorName(errorName)) {
+            return TELLBUS_E_NAME;
+        }
+        TELLBUS_tStatus const text = checkText(message);
+        return failed(text) ? text : answerOnce(requestContext, [&](ReturnAddress const& caller) {
+            return errorReply(caller, errorName, message);
+        });
+    });
+}
+
+void TELLBUS_freeReqContext(void* requestContext) {
+    fenced([&] {
+        handles().requests.take(requestContext);
+        return TELLBUS_OK;
+    });
+}

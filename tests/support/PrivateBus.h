@@ -1,0 +1,150 @@
+#pragma once
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <spawn.h>
+#include <stdexcept>
+#include <string>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+/**
+ * A real bus of the test's own: a dbus-daemon with a configuration, a folder and a socket that
+ * nobody else uses. Everything is allowed on it and its limits are far away.
+ *
+ * The address stays the same when the daemon is stopped and started again.
+ */
+class PrivateBus {
+public:
+    PrivateBus() {
+        std::string folder = std::filesystem::temp_directory_path() / "songlatch-bus-XXXXXX";
+        if (!mkdtemp(folder.data())) {
+            throw std::runtime_error("no folder for the bus");
+        }
+        mFolder = folder;
+        std::ofstream(mFolder / "bus.conf") << configuration();
+        start();
+    }
+
+    ~PrivateBus() {
+        stop();
+        std::error_code ignored;
+        std::filesystem::remove_all(mFolder, ignored);
+    }
+
+    PrivateBus(PrivateBus const&) = delete;
+    PrivateBus& operator=(PrivateBus const&) = delete;
+
+    /** Starts the daemon; it takes connections when this returns. */
+    void start() {
+        int ready[2];
+        if (pipe2(ready, O_CLOEXEC) != 0) {
+            throw std::runtime_error("no pipe for the bus");
+        }
+        spawn(ready[1]);
+        close(ready[1]);
+        // The daemon prints its address once it listens, and ends the line.
+        char last = '\0';
+        while (last != '\n' && readOne(ready[0], last)) {
+        }
+        close(ready[0]);
+        if (last != '\n') {
+            stop();
+            throw std::runtime_error("dbus-daemon did not start");
+        }
+    }
+
+    /** Ends the daemon at once, as a crash would. */
+    void stop() {
+        if (mPid > 0) {
+            resume();
+            kill(mPid, SIGKILL);
+            waitpid(mPid, nullptr, 0);
+            mPid = 0;
+        }
+    }
+
+    void restart() {
+        stop();
+        start();
+    }
+
+    /** The daemon stops reading and writing, and keeps its connections. */
+    void pause() const { kill(mPid, SIGSTOP); }
+    void resume() const { kill(mPid, SIGCONT); }
+
+    std::string address() const { return "unix:path=" + (mFolder / "bus").string(); }
+    std::filesystem::path const& folder() const { return mFolder; }
+    pid_t pid() const { return mPid; }
+
+    /** Makes this bus the one that libtellbus connects to from this process, and its children. */
+    void use() const {
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", address().c_str(), 1);
+        unsetenv("DBUS_STARTER_ADDRESS");
+        unsetenv("DBUS_STARTER_BUS_TYPE");
+    }
+
+private:
+    std::string configuration() const {
+        return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
+               "1.0//EN\"\n"
+               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+               "<busconfig>\n"
+               "  <type>session</type>\n"
+               "  <listen>"
+               + address()
+               + "</listen>\n"
+                 "  <policy context=\"default\">\n"
+                 "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
+                 "    <allow eavesdrop=\"true\"/>\n"
+                 "    <allow own=\"*\"/>\n"
+                 "  </policy>\n"
+                 "  <limit name=\"max_incoming_bytes\">1000000000</limit>\n"
+                 "  <limit name=\"max_outgoing_bytes\">1000000000</limit>\n"
+                 "  <limit name=\"max_message_size\">1000000000</limit>\n"
+                 "  <limit name=\"max_completed_connections\">100000</limit>\n"
+                 "  <limit name=\"max_connections_per_user\">100000</limit>\n"
+                 "  <limit name=\"max_match_rules_per_connection\">50000</limit>\n"
+                 "  <limit name=\"max_replies_per_connection\">1000000</limit>\n"
+                 "</busconfig>\n";
+    }
+
+    void spawn(int addressFd) {
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        constexpr int CHILD_FD = 3;
+        posix_spawn_file_actions_adddup2(&actions, addressFd, CHILD_FD);
+        std::string const log = (mFolder / "bus.log").string();
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(),
+                                         O_WRONLY | O_CREAT | O_APPEND, 0600);
+        std::string configuration = "--config-file=" + (mFolder / "bus.conf").string();
+        std::string daemon = "dbus-daemon";
+        std::string nofork = "--nofork";
+        std::string print = "--print-address=" + std::to_string(CHILD_FD);
+        char* arguments[] = {daemon.data(), configuration.data(), nofork.data(), print.data(),
+                             nullptr};
+        int const result =
+            posix_spawnp(&mPid, daemon.c_str(), &actions, nullptr, arguments, environ);
+        posix_spawn_file_actions_destroy(&actions);
+        if (result != 0) {
+            mPid = 0;
+            throw std::runtime_error("dbus-daemon cannot be run");
+        }
+    }
+
+    static bool readOne(int fd, char& character) {
+        ssize_t got = 0;
+        do {
+            got = read(fd, &character, 1);
+        } while (got == -1 && errno == EINTR);
+        return got == 1;
+    }
+
+    std::filesystem::path mFolder;
+    pid_t mPid = 0;
+};

@@ -7,8 +7,15 @@ import subprocess
 from .programs import Program, Timeout
 
 SERVICE = "com.veldan.service.Songlatch"
-SERVICE_PATH = "/com/veldan/service/Songlatch"
 MEDIA = "com.veldan.service.Media"
+
+
+def object_path(name):
+    """The path of the one object behind a bus name."""
+    return "/" + name.replace(".", "/")
+
+
+SERVICE_PATH = object_path(SERVICE)
 
 _CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -72,6 +79,7 @@ class Message:
         self.member = raw.get("member")
         self.cookie = raw.get("cookie")
         self.reply_cookie = raw.get("reply_cookie")
+        self.error_name = raw.get("error_name")
         self.data = raw.get("payload", {}).get("data", [])
 
     @property

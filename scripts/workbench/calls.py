@@ -6,7 +6,7 @@ import os
 import json
 import subprocess
 
-from .bus import SERVICE, SERVICE_PATH
+from .bus import SERVICE, SERVICE_PATH, object_path
 from .programs import DEADLINE
 
 
@@ -14,9 +14,14 @@ class CallFailed(Exception):
     """The bus answered with an error; the text is the client's."""
 
 
-def _run(command, environment):
-    done = subprocess.run(command, env={**os.environ, **environment}, capture_output=True,
-                          timeout=DEADLINE, check=False)
+def environment(bus):
+    """What a client needs in its environment to reach this bus, and any letter in any text."""
+    return {**os.environ, "LC_ALL": "C.UTF-8", **bus.environment}
+
+
+def _run(bus, command):
+    done = subprocess.run(command, env=environment(bus), capture_output=True, timeout=DEADLINE,
+                          check=False)
     if done.returncode != 0:
         raise CallFailed(done.stderr.decode())
     return done.stdout.decode()
@@ -34,21 +39,31 @@ def gdbus_command(method, text=None, timeout=DEADLINE):
     return command if text is None else [*command, "--", _as_variant(text)]
 
 
-def busctl_command(method, text=None, timeout=DEADLINE):
-    """The words of a call by busctl."""
-    command = ["busctl", "--system", "--json=short", f"--timeout={int(timeout)}", "call", "--",
-               SERVICE, SERVICE_PATH, SERVICE, method]
-    return command if text is None else [*command, "s", text]
+def busctl_command(method, *arguments, to=SERVICE, timeout=DEADLINE, options=()):
+    """The words of a call by busctl; the arguments begin with their signature."""
+    return ["busctl", "--system", "--json=short", f"--timeout={int(timeout)}", *options, "call",
+            "--", to, object_path(to), to, method, *arguments]
+
+
+def busctl_raw(bus, method, *arguments, **options):
+    """What busctl prints for a call with any arguments."""
+    return _run(bus, busctl_command(method, *arguments, **options))
+
+
+def emit(bus, path, interface, name, text):
+    """Emits a signal as somebody who owns no name."""
+    _run(bus, ["busctl", "--system", "emit", "--", path, interface, name, "s", text])
 
 
 def by_gdbus(bus, method, text=None):
     """The text of the reply to a call by gdbus."""
-    return ast.literal_eval(_run(gdbus_command(method, text), bus.environment))[0]
+    return ast.literal_eval(_run(bus, gdbus_command(method, text)))[0]
 
 
 def by_busctl(bus, method, text=None):
     """The text of the reply to a call by busctl."""
-    return json.loads(_run(busctl_command(method, text), bus.environment))["data"][0]
+    arguments = [] if text is None else ["s", text]
+    return json.loads(busctl_raw(bus, method, *arguments))["data"][0]
 
 
 _CLIENTS = itertools.cycle([by_gdbus, by_busctl])

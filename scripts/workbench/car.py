@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 
 from . import calls, tagfiles
-from .bus import MEDIA, SERVICE, Monitor, PrivateBus
+from .bus import MEDIA, SERVICE, Monitor, PrivateBus, object_path
 from .programs import Program, binary
 
 
@@ -178,6 +178,10 @@ class Car:
         self.rig.command(f"signal {text}", "signalled")
         return self.after_device_state(position)
 
+    def forge_device_state(self, text):
+        """Emits a deviceState that does not come from the owner of the media service's name."""
+        calls.emit(self.bus, object_path(MEDIA), MEDIA, "deviceState", text)
+
     def after_device_state(self, position):
         """The service's signals that a device report of the rig led to."""
         self.monitor.wait_for_signal("deviceState", position)
@@ -195,8 +199,12 @@ class Car:
     def launch_service(self, **options):
         """Starts it and waits until it has its name."""
         position = self.monitor.position
-        self.service = Service(self.bus, self.folder, keep=self.keep, **options)
+        self.spawn_service(**options)
         self.monitor.wait_for_owner(SERVICE, position)
+
+    def spawn_service(self, **options):
+        """Starts it and waits for nothing."""
+        self.service = Service(self.bus, self.folder, keep=self.keep, **options)
 
     def restart_service(self, **options):
         self.service.kill()
@@ -232,12 +240,15 @@ class Car:
         end, _ = self.monitor.wait_for_reply("getProperties", before)
         return self.monitor.signals(position, end)
 
-    def close(self):
-        """Ends everything and removes the folder."""
+    def stop(self):
+        """Ends everything; the rig in order, so that it can complain."""
         if self.service:
             self.service.kill()
-        if self.rig:
+        if self.rig and self.rig.program.running:
             self.rig.stop()
         self.monitor.stop()
         self.bus.stop()
+
+    def remove(self):
+        """Removes the folder."""
         shutil.rmtree(self.root)

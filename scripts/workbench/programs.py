@@ -115,11 +115,17 @@ class Program:
     def kill(self):
         """Ends it at once, as a power cut would."""
         self.process.kill()
-        self.process.wait()
+        self._ended()
+
+    def _ended(self, deadline=None):
+        status = self.process.wait(deadline)
+        if self.process.stdin:
+            self.process.stdin.close()
+        return status
 
     def wait(self, deadline=DEADLINE):
         """The exit status, once it has ended by itself."""
         try:
-            return self.process.wait(deadline)
+            return self._ended(deadline)
         except subprocess.TimeoutExpired as expired:
             raise Timeout(f"{self.process.args} has not ended") from expired

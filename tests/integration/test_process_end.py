@@ -1,0 +1,146 @@
+"""What ends the process while it runs: what is logged and printed, and with which exit status."""
+
+import json
+
+from expected import tag_file
+from harness import CarTest, connected, local, main, song
+from workbench import calls
+
+EXITING = "Warning: Main: Exiting"
+UNHANDLED = "Error: Main: Unhandled Error"
+
+
+class EndTest(CarTest):
+    """A running service that is about to end."""
+
+    def assert_ended(self, *last_lines, printed):
+        """It has ended with status 0, these are its last lines, and this is what it printed."""
+        status, output = self.car.service.finish()
+        self.assertEqual(status, 0)
+        self.assertEqual(self.folder.log()[-len(last_lines):], list(last_lines))
+        for line in printed:
+            self.assertIn(line, output)
+
+    def assert_unhandled(self):
+        self.assert_ended(UNHANDLED, EXITING, printed=["Error: Songlatching: Main: Unhandled Error\n"])
+
+    def start_again(self):
+        """What restarts the installed service: it must find the files as they were."""
+        return self.car.start_service()
+
+
+class ByRequest(EndTest):
+    """A call that no layer can make sense of. Its client gets no answer."""
+
+    def assert_fatal(self, method, parameters):
+        position = self.car.monitor.position
+        with self.assertRaises(calls.CallFailed):
+            self.car.call(method, parameters)
+        self.assertEqual(self.car.monitor.signals(position), [])
+        error = [message.error_name for message in self.car.monitor.since(position)
+                 if message.type == "error"]
+        self.assertEqual(error[-1:], ["org.freedesktop.DBus.Error.NoReply"])
+
+    def test_requests_whose_json_is_of_the_wrong_kind(self):
+        for method, parameters in (
+                ("tagRequest", {"tags": [5]}),
+                ("tagRequest", {"tags": ["text"]}),
+                ("tagRequest", {"tags": [[song(1)]]}),
+                ("tagRequest", {"tags": {"Name": "an object for an array"}}),
+                ("tagRequest", {"tags": [{"Name": {"not": "text"}}]}),
+                ("tagRequest", {"tags": [song(1, iTunesSongID="text")]}),
+                ("tagRequest", {"tags": [song(1, iTunesSongID=2**40)]}),
+                ("tagRequest", {"tags": [song(1, ButtonPressed="yes")]}),
+                ("tagRequest", {"tags": [song(1)], "deviceID": "one"}),
+                ("tagRequest", ["an array"]),
+                ("getProperties", {"props": {"transferStatus": True}}),
+                ("getProperties", {"props": [["localStatus"]]}),
+                ("checkTag", {"tagInfo": [7]}),
+                ("checkTag", {"tagInfo": {"Name": "an object for an array"}}),
+                ("checkTag", {"tagInfo": [{"Name": "n"}], "deviceID": "one"})):
+            with self.subTest(method=method, parameters=parameters):
+                self.fill([song(1)])
+                self.assert_fatal(method, parameters)
+                self.assert_unhandled()
+                self.assert_stored([song(1)])
+                self.assertEqual(self.start_again(), [local(1), connected()])
+
+    def test_a_configuration_that_went_bad(self):
+        for method, parameters in (("tagRequest", {"tags": [song(2)]}),
+                                   ("checkTag", {"tagInfo": [{"Name": "n"}]})):
+            with self.subTest(method):
+                self.fill([song(1)])
+                self.folder.configuration.write_text("<half")
+                self.assert_fatal(method, parameters)
+                self.assert_ended(
+                    "Error: XMLTools_LoadConfig: Failed to parse document.",
+                    "Error: XMLTools_LoadConfig: Error running Parser",
+                    "Error: Main: Error code: 2 - Message: Error running Parser", EXITING,
+                    printed=["Error: Songlatching: Main: Error code: 2 - Message: "
+                             "Error running Parser\n"])
+                self.assert_stored([song(1)])
+                self.folder.configure()
+                self.start_again()
+
+    def test_a_time_that_is_too_short_in_the_record(self):
+        self.folder.tagged_info.write_text(
+            '<M>\n<TagId Name="n" Artist="a" iTunesSongID="1" Time="2010/06"></TagId>\n</M>')
+        before = self.folder.tagged_info.read_bytes()
+        self.assert_fatal("tagRequest", {"tags": [song(1)]})
+        self.assert_unhandled()
+        self.assertEqual(self.folder.tagged_info.read_bytes(), before)
+        self.assertEqual(self.folder.tags.read_bytes(), tag_file([song(1)]))
+
+    def test_a_reply_sent_just_before_the_end_has_left(self):
+        position = self.car.monitor.position
+        self.car.load_client_call("tagRequest", json.dumps({"tags": [song(1)]}))
+        with self.assertRaises(calls.CallFailed):
+            self.car.call("tagRequest", {"tags": [5]})
+        self.assertEqual(self.car.monitor.signals(position), [local(1)])
+
+
+class ByDeviceReport(EndTest):
+    """A deviceState, or an answer to getDevices, that cannot be read."""
+
+    def emit(self, text):
+        self.car.rig.command(f"signal {text}", "signalled")
+
+    def test_availability_that_is_no_truth_value(self):
+        for text in ('{"available":"yes","device":{}}', '{"available":{"a":1}}',
+                     '{"available":[1]}', "[1]", '"text"', "5"):
+            with self.subTest(text):
+                self.emit(text)
+                self.assert_ended(
+                    "Error: CTaggingImpl_ProcessDeviceStateSignal: Unhandled Exception",
+                    "Error: Main: Error code: 1 - Message: "
+                    "Unhandled error in CTaggingImpl_ProcessIPCSignal",
+                    EXITING,
+                    printed=["Error: Songlatching: CTaggingImpl_ProcessDeviceStateSignal: "
+                             "Unhandled Exception\n",
+                             "Error: Songlatching: Main: Error code: 1 - Message: "
+                             "Unhandled error in CTaggingImpl_ProcessIPCSignal\n"])
+                self.assertEqual(self.start_again(), [local(0), connected()])
+
+    def test_a_device_that_is_of_the_wrong_kind(self):
+        for text in ('{"available":true,"device":5}', '{"available":true,"device":[5]}',
+                     '{"available":true,"device":{"type":{"a":1}}}',
+                     '{"available":true,"device":{"type":"ipod","id":"one"}}',
+                     '{"available":true,"device":{"type":"ipod","id":1,"mountPoint":[1]}}'):
+            with self.subTest(text):
+                self.emit(text)
+                self.assert_unhandled()
+                self.assertEqual(self.start_again(), [local(0), connected()])
+
+    def test_an_answer_that_is_of_the_wrong_kind(self):
+        self.car.service.kill()
+        for text in ("[1]", '"text"', '{"devices":{"a":1}}', '{"devices":[5]}',
+                     '{"devices":[{"device":5}]}',
+                     '{"devices":[{"device":{"type":"ipod","id":"one"}}]}'):
+            with self.subTest(text):
+                self.car.rig.command(f"answer {text}", "answering")
+                self.car.spawn_service()
+                self.assert_unhandled()
+
+
+if __name__ == "__main__":
+    main()

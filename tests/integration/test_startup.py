@@ -1,0 +1,228 @@
+"""The start: the command line, the configuration, the files, the bus."""
+
+import os
+import shutil
+
+from expected import candidate_file, tag_file
+from harness import CarTest, connected, local, main, song
+from workbench.programs import binary
+
+STARTING = "Warning: -----> Starting version 1.0.15 <-----"
+EXITING = "Warning: Exiting"
+
+
+class StartTest(CarTest):
+    """The rig runs; the test starts the service."""
+
+    def prepare(self):
+        self.car.start_rig()
+
+    def run_to_its_end(self, **options):
+        """Starts a service that must end by itself: its exit status and what it printed."""
+        self.car.spawn_service(**options)
+        return self.car.service.finish()
+
+    def assert_ends(self, printed, *last_lines, **options):
+        """It ends with status 0, having printed this, with these as the log's last lines."""
+        log = self.mark()
+        self.assertEqual(self.run_to_its_end(**options), (0, printed))
+        lines = self.folder.log(log)
+        self.assertEqual(lines[len(lines) - len(last_lines):], list(last_lines))
+
+
+class FirstStart(StartTest):
+    """The files of a unit that has never run."""
+
+    def test_the_first_signals_and_the_whole_log(self):
+        self.assertEqual(self.car.start_service(), [local(0), connected()])
+        lines = self.folder.log()
+        self.assertEqual(lines[:8], [
+            "Warning: Main: -----> Starting version 1.0.15 <-----",
+            "Warning: Main: File Logging is: true",
+            "Message: Main: Log file: /tmp/Songlatching.log",
+            f"Message: Main: Config File:{self.folder.configuration}",
+            "Message: CTaggingImpl_Constructor: Item created",
+            "Message: CTaggingImpl_Constructor: Subscribing",
+            "Message: CTaggingImpl_Constructor: Loading Configuration",
+            f"Message: XMLTools_LoadConfig: Attempting Parse of {self.folder.configuration}"])
+        self.assertEqual(self.log_of("CTaggingImpl_Constructor")[-1], "Getting Devices")
+        self.assertEqual(self.log_of("CTaggingImpl_getDevices"), ["fired"])
+        self.assertEqual(self.log_of("CTaggingImpl_SonglatchingReady"), ["fired"])
+
+    def test_nothing_is_printed_and_only_the_tag_file_appears(self):
+        self.car.start_service()
+        self.assertEqual(self.files(), {"AmbigTag.xml": candidate_file([])})
+        self.car.service.kill()
+        self.assertEqual(self.printed(), "")
+
+    def printed(self):
+        return "".join(line for line in self.car.service.program.output.finish()
+                       if "parser error" not in line)
+
+    def test_required_candidates_count_whole_in_the_first_status_and_half_later(self):
+        self.fill([song(number) for number in range(5)],
+                  [song(number) for number in range(10, 14)])
+        self.assertEqual(self.car.start_service(), [local(9), connected()])
+        self.assertEqual(self.car.properties("localStatus"), {"localStatus": local(9)[1]})
+        self.assertEqual(self.car.tag(song(20))[1], [local(8)])
+
+    def test_a_missing_tags_file_is_no_harm(self):
+        self.assertFalse(self.folder.tags.exists())
+        self.assertEqual(self.car.start_service()[0], local(0))
+
+    def test_a_missing_or_damaged_candidates_file_ends_the_process_required(self):
+        for damage in (None, "", "<MarkedTracks>", "<MarkedTracks><AmbigTag></MarkedTracks>"):
+            with self.subTest(damage):
+                self.folder.candidates.unlink(missing_ok=True)
+                if damage is not None:
+                    self.folder.candidates.write_text(damage)
+                status, printed = self.run_to_its_end()
+                self.assertEqual(status, 0)
+                self.assertIn("Error: Songlatching: Main: Error code: 2 - Message: "
+                              "Failed to parse document\n", printed)
+                self.assertEqual(self.log_of("Main")[-2:], [
+                    "Error: Error code: 2 - Message: Failed to parse document", EXITING])
+
+    def test_a_bad_number_in_the_candidates_file_ends_the_process(self):
+        self.folder.candidates.write_text('<M><AmbigTag ButtonPressed="x"/></M>')
+        self.assert_ends(
+            'Error: Songlatching: Main: Error code: 3 - Message: Error casting "x" to integer\n',
+            'Error: Main: Error code: 3 - Message: Error casting "x" to integer',
+            "Warning: Main: Exiting")
+
+    def test_a_damaged_tags_file_counts_as_empty_and_is_not_touched_at_the_start(self):
+        half = tag_file([song(1), song(2)])[:-30]
+        self.folder.tags.write_bytes(half)
+        self.car.launch_service()
+        self.assertEqual(self.car.settle()[0], local(0))
+        self.assertIn("Error: Failed to parse document.", self.log_of("XMLTools_LoadTags"))
+
+
+class Configuration(StartTest):
+    """The configuration file, and the option that names it."""
+
+    RUNNING_PARSER = ("Error: XMLTools_LoadConfig: Error running Parser",
+                      "Error: Main: Error code: 2 - Message: Error running Parser",
+                      "Warning: Main: Exiting")
+    COMPLAINTS = ("Error: Songlatching: XMLTools_LoadConfig: Failed to parse document.\n",
+                  "Error: Songlatching: XMLTools_LoadConfig: Error running Parser\n",
+                  "Error: Songlatching: Main: Error code: 2 - Message: Error running Parser\n")
+
+    def assert_refused(self, **options):
+        status, printed = self.run_to_its_end(**options)
+        self.assertEqual(status, 0)
+        for line in self.COMPLAINTS:
+            self.assertIn(line, printed)
+        lines = self.folder.log()
+        self.assertEqual(tuple(lines[-3:]), self.RUNNING_PARSER)
+        self.assertEqual(lines[-4], "Error: XMLTools_LoadConfig: Failed to parse document.")
+
+    def test_a_missing_file_ends_the_process(self):
+        self.folder.configuration.unlink()
+        self.assert_refused()
+
+    def test_a_damaged_file_ends_the_process(self):
+        for text in ("", "<configuration>", "no XML", "<a></b>"):
+            with self.subTest(text):
+                self.folder.configuration.write_text(text)
+                self.assert_refused()
+
+    def test_a_limit_that_is_no_number_logs_only_the_running_parser(self):
+        self.folder.configure(limit="many")
+        self.assert_ends(self.COMPLAINTS[1] + self.COMPLAINTS[2], *self.RUNNING_PARSER)
+        self.assertNotIn("Error: Failed to parse document.", self.log_of("XMLTools_LoadConfig"))
+
+    def test_an_empty_path_is_taken_and_cannot_be_read(self):
+        self.assert_refused(arguments=["-config="])
+        self.assertIn("Config File:", self.log_of("Main"))
+
+    def test_a_later_option_wins(self):
+        self.assert_path(str(self.folder.configuration),
+                         ["-config=/nowhere/a", f"-config={self.folder.configuration}"])
+
+    def test_required_the_character_behind_config_is_not_looked_at(self):
+        shutil.copy(self.folder.configuration, self.car.root / "path")
+        self.assert_path("path", ["-configXpath"])
+
+    def test_required_config_alone_takes_what_stands_behind_it_in_memory(self):
+        path = str(self.folder.configuration)
+        self.assert_path(path, ["-config", path])
+
+    def test_other_arguments_are_skipped_without_a_word(self):
+        path = str(self.folder.configuration)
+        self.assert_path(path, [f"-config={path}", "DEBUG", "FILELOGGING", "CONFIGFILE",
+                                "/nowhere", "-confi", "--config=/nowhere", "-Config=/nowhere", ""])
+
+    def assert_path(self, path, arguments):
+        self.car.start_service(arguments=arguments)
+        self.assertEqual(self.log_of("Main"), [
+            STARTING, "Warning: File Logging is: true", "Log file: /tmp/Songlatching.log",
+            f"Config File:{path}"])
+
+    def test_an_empty_folder_is_the_working_directory(self):
+        self.folder.configuration.write_text(
+            '<c><localStorage folder=""/><maxTagCount value="3"/></c>')
+        (self.car.root / "AmbigTag.xml").write_bytes(candidate_file([]))
+        self.assertEqual(self.car.start_service()[0], local(0, 3))
+        self.car.tag(song(1))
+        self.assertEqual((self.car.root / "Tags.xml").read_bytes(), tag_file([song(1)]))
+
+    def test_what_the_file_leaves_out_is_0_and_false(self):
+        self.folder.configuration.write_text(
+            f'<any><deep><localStorage folder="{self.folder.store}/"/></deep></any>')
+        self.assertEqual(self.car.start_service()[0], local(0, 0))
+        self.assertEqual(self.car.tag(song(1))[0]["Name"], "LOCAL_STORAGE_FULL")
+
+    def test_a_limit_of_minus_one_leaves_max_at_0(self):
+        self.folder.configure(limit=-1)
+        self.assertEqual(self.car.start_service()[0], local(0, 0))
+
+    def test_a_change_takes_effect_at_the_next_piece_of_work(self):
+        self.car.start_service()
+        self.folder.configure(limit=1)
+        self.assertEqual(self.car.tag(song(1))[0]["Name"], "STORED_LOCAL")
+        self.assertEqual(self.car.tag(song(2))[0]["Name"], "LOCAL_STORAGE_FULL")
+        self.folder.configure(limit=2)
+        self.assertEqual(self.car.tag(song(2))[0]["Name"], "STORED_LOCAL")
+
+
+class Bus(StartTest):
+    """The bus at the start."""
+
+    def test_no_bus_prints_one_line_and_ends_without_a_last_word(self):
+        self.car.bus.address = "unix:path=/nowhere/bus"
+        status, printed = self.run_to_its_end()
+        self.assertEqual(status, 0)
+        self.assertRegex(
+            printed, r"\ACTellbusEventServerBase: TELLBUS_getConnection error 0x[89A-F][0-9A-F]+\n\Z")
+        self.assertEqual(self.folder.log()[-1],
+                         f"Message: Main: Config File:{self.folder.configuration}")
+
+    def test_a_name_that_is_taken_is_told_and_the_first_owner_goes_on(self):
+        self.car.start_service()
+        first, self.car.service = self.car.service, None
+        self.car.spawn_service()
+        self.car.rig.wait("getDevices", position=len(self.car.rig.reports) - 1)
+        second = self.car.service
+        self.car.service = first
+        self.assertEqual(self.car.tag(song(1))[0]["Name"], "STORED_LOCAL")
+        second.kill()
+        self.assertRegex("".join(second.program.output.finish()),
+                         r"CTellbusEventServerBase: TELLBUS_registerService error 0x[0-9A-F]+\n")
+
+
+class Installed(StartTest):
+    """The program as it is installed, which logs to its one place."""
+
+    def test_it_stores_a_tag_and_logs_to_tmp(self):
+        self.assertTrue(os.access(binary("Songlatch"), os.X_OK))
+        self.car.start_service(program="Songlatch")
+        self.assertEqual(self.car.tag(song(1))[0]["Name"], "STORED_LOCAL")
+        self.assert_stored([song(1)])
+        with open("/tmp/Songlatching.log", encoding="utf-8", errors="replace") as log:
+            self.assertIn(f"Message: XMLTools_WriteTagXML: Target file: {self.folder.tags}\n",
+                          log.readlines())
+
+
+if __name__ == "__main__":
+    main()

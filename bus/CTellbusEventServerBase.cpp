@@ -220,7 +220,7 @@ void CTellbusEventServerBase::processTellbusResult(CTellbusResult*, void*) {
 
 void CTellbusEventServerBase::processTellbusSignal(CTellbusSignal const*, void*) {
     // Names the result handler, and whoever reads this output knows it by that name.
-    // Test: CTellbusEventServerBase.TheDefaultOfTheSignalHandlerNamesTheResultHandlerAsRequired
+    // Test: CTellbusEventServerBaseDefaults.OfTheSignalHandlerNamesTheResultHandlerAsRequired
     reportNotImplemented("processTellbusResult");
 }
 

@@ -6,7 +6,8 @@
 #include <vector>
 
 /** The identity of a tag, and when it was recorded. */
-struct CTagIdInfo {
+class CTagIdInfo {
+public:
     CTagIdInfo() = default;
     CTagIdInfo(std::string name, std::string artist, std::string songId, std::string time);
 

@@ -143,7 +143,8 @@ CTagIdManager* XMLTools::LoadTagIdMgr() {
         parse(speaker, handler, mTagIdManager, taggedInfoFilePath);
     } catch (CTagException* exception) {
         // The caller gets an empty registry while this object goes on with what was read so far.
-        // Test: XmlTools.AFailedLoadTagIdMgrReturnsAnotherManagerThanItKeepsAsRequired.
+        // Test:
+        // TagIdFile.AFailedLoadReturnsAnotherManagerThanTheOneThatIsKeptAsRequired.
         std::unique_ptr<CTagException> const ended(exception);
         return makeTagIdManager();
     }

@@ -4,6 +4,7 @@
 #include "service/stdTools.h"
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -12,7 +13,7 @@ namespace {
 constexpr char START_CONTEXT[] = "ParseFSM_startElementNS";
 constexpr char END_CONTEXT[] = "ParseFSM_endElementNS";
 
-constexpr int POINTERS_PER_NAMESPACE = 2;
+constexpr std::ptrdiff_t POINTERS_PER_NAMESPACE = 2;
 
 char const* text(unsigned char const* bytes) {
     return reinterpret_cast<char const*>(bytes);
@@ -23,11 +24,10 @@ char const* printable(unsigned char const* bytes) {
 }
 
 void printNamespaces(int count, unsigned char const** namespaces) {
-    for (int i = 0; i < count; ++i) {
-        unsigned char const* const prefix = namespaces[i * POINTERS_PER_NAMESPACE];
-        unsigned char const* const uri = namespaces[i * POINTERS_PER_NAMESPACE + 1];
-        std::printf("  namespace: name='%s' uri=(%p)'%s'\n", printable(prefix),
-                    static_cast<void const*>(uri), printable(uri));
+    auto* const end = namespaces + count * POINTERS_PER_NAMESPACE;
+    for (auto* pair = namespaces; pair != end; pair += POINTERS_PER_NAMESPACE) {
+        std::printf("  namespace: name='%s' uri=(%p)'%s'\n", printable(pair[0]),
+                    static_cast<void const*>(pair[1]), printable(pair[1]));
     }
 }
 

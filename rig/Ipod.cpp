@@ -189,18 +189,19 @@ bool Ipod::answer(ControlNodePeer& peer) {
     ControlNodeRequest const& request = peer.request();
     bool const capabilities = asksForCapabilities(request);
     bool const tags = bringsTags(request);
-    bool const vanishing = mFaults.vanishesFrom(capabilities, tags);
+    char const* const event = capabilities ? "capabilities" : tags ? "tags" : "refused";
     Json::Value fields;
     fields["device"] = mDevice.id;
-    delay();
+    delay(event);
     ControlNodeReply const reply = capabilities ? answerCapabilities(request, fields)
                                    : tags       ? answerTags(request, fields)
                                                 : refusal(request, fields);
+    bool const vanishing = mFaults.vanishesFrom(capabilities, tags);
     if (vanishing) {
         fields["vanished"] = true;
         fields["errno"] = EIO; // what its client sees
     }
-    mReport.line(capabilities ? "capabilities" : tags ? "tags" : "refused", fields);
+    mReport.line(event, fields);
     return vanishing ? vanish(peer, reply) : peer.reply(reply);
 }
 
@@ -248,7 +249,14 @@ bool Ipod::vanish(ControlNodePeer& peer, ControlNodeReply const& reply) {
     return false;
 }
 
-void Ipod::delay() const {
+void Ipod::delay(char const* event) {
+    if (mFaults.delay.count() == 0) {
+        return;
+    }
+    Json::Value fields;
+    fields["device"] = mDevice.id;
+    fields["what"] = event;
+    mReport.line("delayed", fields);
     pollfd waited{mWake, POLLIN, 0};
     poll(&waited, 1, static_cast<int>(mFaults.delay.count()));
 }

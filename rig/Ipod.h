@@ -61,7 +61,8 @@ private:
                                         Json::Value& fields) const;
     ControlNodeReply answerTags(ControlNodeRequest const& request, Json::Value& fields);
     static bool vanish(ControlNodePeer& peer, ControlNodeReply const& reply);
-    void delay() const;
+    /** Waits as ordered; a change or the end of the device cuts it short. */
+    void delay(char const* event);
 
     Device mDevice;
     Capabilities mCapabilities;

@@ -214,6 +214,12 @@ class Car:
         """The reply, parsed."""
         return calls.call(self.bus, method, parameters)
 
+    def load_client_call(self, method, text):
+        """The text of the reply to a call with a text of any length."""
+        done = subprocess.run([binary("load-client"), "call", method], input=text.encode(),
+                              env=calls.environment(self.bus), capture_output=True, check=True)
+        return done.stdout.decode()
+
     def tag(self, *tags, device=None):
         """A tagRequest with these tags: the reply and the signals, in order."""
         parameters = {"tags": list(tags)}

@@ -129,3 +129,11 @@ class Program:
             return self._ended(deadline)
         except subprocess.TimeoutExpired as expired:
             raise Timeout(f"{self.process.args} has not ended") from expired
+
+    def expect_running_for(self, seconds):
+        """Lets this time pass, and fails if the program ends in it."""
+        try:
+            status = self.process.wait(seconds)
+        except subprocess.TimeoutExpired:
+            return
+        raise AssertionError(f"{self.process.args} has ended with {status}")

@@ -164,6 +164,7 @@ class Commands(CarTest):
     def test_a_device_that_leaves_closes_on_its_clients(self):
         self.attach(1)
         node = self.node(1)
+        node.capabilities()
         self.do("detach 1", "detached")
         self.assertEqual(node.socket.recv(1), b"")
 

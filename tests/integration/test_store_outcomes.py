@@ -20,7 +20,9 @@ class StoreTest(CarTest):
     """One stored song, one request for a new one, and some iPods."""
 
     def plug(self, *devices):
-        """Attaches these, each an id and the fault of its driver."""
+        """Attaches these, each an id and the fault of its driver, and forgets all songs."""
+        self.fill()
+        self.folder.tagged_info.unlink(missing_ok=True)
         for device, fault in devices:
             self.car.attach(device, caps="8,3")
             self.car.rig.command(f"fault {device} {fault}", "changed")
@@ -156,7 +158,6 @@ class MultiplesOff(StoreTest):
     def test_every_write_fails_required_stored_local_even_for_a_full_ipod(self):
         for name in ("ENOSPC", "EINVAL", "EIO"):
             with self.subTest(name):
-                self.folder.tagged_info.unlink(missing_ok=True)
                 self.plug((1, f"write={name}"), (2, f"write={name}"))
                 self.request()
                 number = getattr(errno, name)
@@ -298,7 +299,6 @@ class MultiplesSpecified(StoreTest):
                 self.assert_refusal(name, "STORED_LOCAL")
 
     def assert_refusal(self, name, status):
-        self.folder.tagged_info.unlink(missing_ok=True)
         self.plug((1, "none"), (2, f"write={name}"))
         self.request(device=2)
         self.assert_outcome(status, 2, log=[*LOADED, WALK, ON_IPOD, *REFUSED],
@@ -309,7 +309,6 @@ class MultiplesSpecified(StoreTest):
     def test_an_ipod_that_does_not_answer_for_its_capabilities_counts_as_incapable(self):
         for fault in ("open", "caps=EIO", "vanish"):
             with self.subTest(fault):
-                self.folder.tagged_info.unlink(missing_ok=True)
                 self.plug((2, fault))
                 self.request(device=2)
                 self.assert_outcome("STOREDLOCAL_IPOD_INCOMPATIBLE", 2,

@@ -2,7 +2,7 @@
 
 import errno
 
-from expected import candidate_file, property_list, tag_file
+from expected import candidate_file, property_list, tag_file, tagged_file
 from harness import (NO_DEVICE, STATUS, CarTest, connected, local, main, song, transfer)
 
 SOURCE = "CTaggingImpl_ProcessStoredTags"
@@ -204,10 +204,16 @@ class OnArrival(TransferTest):
         self.assertEqual(self.folder.tags.read_text(), "<broken")
 
     def test_an_unreadable_record_counts_as_empty_and_is_written_anew(self):
-        self.folder.tagged_info.write_text("<MarkedTracks><TagId")
+        self.folder.tagged_info.write_text("<")
         self.arrive(1)
         self.assertEqual(self.signals, [transfer("TRANSFER_SUCCEEDED"), local(0), connected(1)])
         self.assert_tagged((OLD, False, [1]), (OTHER, False, [1]))
+
+    def test_the_entries_in_front_of_a_break_in_the_record_are_kept(self):
+        whole = tagged_file([(song(7), "", [3]), (song(8), "", [4])])
+        self.folder.tagged_info.write_bytes(whole[:whole.index(b'<TagId Name="Song 8"')])
+        self.arrive(1)
+        self.assert_tagged((OLD, False, [1]), (OTHER, False, [1]), (song(7), False, [3]))
 
     def test_a_device_that_leaves_starts_no_transfer(self):
         self.fill()

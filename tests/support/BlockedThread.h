@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+/** The kernel's id of the calling thread. */
+inline pid_t threadId() {
+    return static_cast<pid_t>(syscall(SYS_gettid));
+}
+
+/** True while a thread of this process waits in the kernel. */
+inline bool isBlocked(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string line;
+    std::getline(file, line);
+    std::size_t const name = line.rfind(')');
+    return name != std::string::npos && line.compare(name, 3, ") S") == 0;
+}
+
+/** Waits until a thread waits in the kernel, ten seconds at most. */
+inline bool waitUntilBlocked(pid_t thread) {
+    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!isBlocked(thread)) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}

@@ -376,6 +376,13 @@ TEST_F(TagFiles, ASongIdWithAnAmpersandSpoilsTheFileAsRequired) {
     EXPECT_TRUE(log.has("Error: XMLTools_LoadTags: Failed to parse document."));
 }
 
+TEST_F(TagFiles, ASecondDoubleQuoteInATextSpoilsTheFileAsRequired) {
+    auto const tags = listOf(makeTag("the \"quoted\" song"));
+    tools.WriteTagXML(tags.get(), DEVICE);
+    EXPECT_THAT(readData("Tags.xml"), HasSubstr("Name=\"the &quot;quoted\" song\""));
+    EXPECT_EQ(loadTags()->Count(), 0U);
+}
+
 TEST_F(TagFiles, LineEndsAndTabsInATextComeBackAsBlanks) {
     auto const tags = listOf(makeTag("one\ntwo\tthree\rfour"));
     tools.WriteTagXML(tags.get(), DEVICE);

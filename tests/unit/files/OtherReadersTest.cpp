@@ -29,7 +29,7 @@ protected:
                         + folder.path(file));
     }
 
-    std::string const title = "Salt " Salt & <Sand> \"of 'it\" — Café" < Sand > 'n' 12\" — Café";
+    std::string const title = "Salt & <Sand> 'n' 12\" — Café";
 };
 
 } // namespace

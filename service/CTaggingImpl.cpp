@@ -62,7 +62,7 @@ void CTaggingImpl::publishStoredCount() {
         return;
     }
     // Ambiguous candidates are not halved in this first value, unlike in all later ones.
-    // Test: TestStartup.test_first_local_status_is_required_to_count_ambiguous_candidates_in_full.
+    // Test: test_required_candidates_count_whole_in_the_first_status_and_half_later.
     unsigned long count = ListOwner<CTag>(xml.LoadTags())->Count();
     count += ListOwner<CAmbigTag>(xml.LoadAmbigTags())->Count();
     xml.LoadTagIdMgr();

@@ -4,6 +4,7 @@
 #include "bus/JsonText.h"
 #include "ipod/ipodlib.h"
 #include "service/Guarded.h"
+#include "service/JsonElements.h"
 #include "tagdata/CTagException.h"
 
 #include <algorithm>
@@ -104,14 +105,14 @@ void CTaggingImpl::ProcessDeviceState(Json::Value const& value) {
 
 void CTaggingImpl::addDevices(Json::Value const& devices) {
     log(DEVICELISTSOURCE, "List Size: " + stdTools::toString(devices.size()));
-    for (Json::ArrayIndex index = 0; index < devices.size(); ++index) {
-        Json::Value const device = devices[index]["device"];
+    forEachElement(devices, [this](Json::Value const& element) {
+        Json::Value const& device = element["device"];
         if (isIpod(device)) {
             log(DEVICELISTSOURCE, "iPod Found");
             mDevices.push_back(readDevice(device).release());
             sendConnectionStatus();
         }
-    }
+    });
     log(DEVICELISTSOURCE, "For loop finished");
 }
 
@@ -152,7 +153,7 @@ void CTaggingImpl::ProcessDeviceStateSignal(CTellbusSignal const*& signal) {
         ProcessStoredTags();
     }
     // After the transfer, where the answer to "getDevices" has it before.
-    // Test: TestDevices.test_connection_status_is_required_to_follow_the_transfer_of_a_signal.
+    // Test: test_connection_status_follows_the_transfer.
     sendConnectionStatus();
 }
 

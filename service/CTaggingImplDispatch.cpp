@@ -1,6 +1,7 @@
 #include "service/CTaggingImpl.h"
 
 #include "bus/CTellbusRequest.h"
+#include "service/JsonElements.h"
 #include "service/StoredTags.h"
 #include "tagdata/CTagIdMgr.h"
 
@@ -146,18 +147,16 @@ void CTaggingImpl::replyToTagRequest(CTellbusRequest& request, Json::Value& repl
     Json::Value const& params = request.parameters;
     int const deviceId = readDeviceId(params);
     Json::Value const tags = params.get("tags", Json::nullValue);
-    if (tags.size() == 0) {
+    if (!hasElements(tags)) {
         // The value of this one reply is text, and clients depend on either form.
-        // Test: TestRequests.test_tag_request_without_tags_is_required_to_answer_with_a_text_value.
+        // Test: test_no_tags_required_value_as_text.
         reply["Name"] = _Status(ERROR).Name;
         reply["Value"] = stdTools::toString(ERROR);
         return;
     }
     log(SOURCE, "Tag Size: " + stdTools::toString(tags.size()));
     std::vector<_tag> records;
-    for (Json::ArrayIndex index = 0; index < tags.size(); ++index) {
-        records.push_back(readTag(tags[index]));
-    }
+    forEachElement(tags, [&](Json::Value const& tag) { records.push_back(readTag(tag)); });
     EnuStatus const result = tagRequest(records, deviceId);
     mTransferStatus = result;
     reply = toJson(result);
@@ -175,12 +174,12 @@ void CTaggingImpl::replyToGetProperties(CTellbusRequest& request, Json::Value& r
     bool connection = false;
     bool local = false;
     Json::Value const props = request.parameters.get("props", Json::nullValue);
-    for (Json::ArrayIndex index = 0; index < props.size(); ++index) {
-        std::string const name = props[index].asString();
+    forEachElement(props, [&](Json::Value const& prop) {
+        std::string const name = prop.asString();
         transfer = transfer || name == TRANSFERSTATUS;
         connection = connection || name == CONNECTIONSTATUS;
         local = local || name == LOCALSTATUS;
-    }
+    });
     reply = getProperties(transfer, connection, local);
 }
 
@@ -202,7 +201,7 @@ CTaggingImpl::_Taggable CTaggingImpl::checkTag(Json::Value const& params) {
     _Taggable result;
     CTagIdInfo identity = readIdentity(Json::nullValue);
     Json::Value const tagInfo = params.get("tagInfo", Json::nullValue);
-    if (tagInfo.size() != 0) {
+    if (hasElements(tagInfo)) {
         identity = readIdentity(tagInfo[0U]);
         result.Name = identity.Name;
         result.Artist = identity.Artist;

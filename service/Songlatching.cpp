@@ -20,8 +20,9 @@ CTaggingImpl* service = nullptr;
 void readArguments(int argc, char** argv) {
     // The "=" is no part of the comparison, yet the value always starts behind its place, even in
     // an argument that ends before it: there it is what stands next in the process's argument
-    // block. Tests: TestCommandLine.test_only_seven_characters_are_required_to_match and
-    // test_bare_option_is_required_to_take_the_text_behind_its_terminator.
+    // block.
+    // Tests: test_required_the_character_behind_config_is_not_looked_at and
+    // test_required_config_alone_takes_what_stands_behind_it_in_memory.
     constexpr std::size_t compared = sizeof("-config") - 1;
     constexpr std::size_t skipped = sizeof(CONFIGOPTION) - 1;
     for (int index = 1; index < argc; ++index) {

@@ -96,6 +96,9 @@ public:
     void InitTagIdMgr(CLinkedList<CTag>* tags, CLinkedList<CAmbigTag>* ambigTags,
                       unsigned int deviceId);
 
+    /** How many new identities InitTagIdMgr() has counted, two ambiguous tags making one. */
+    int newTagIdCount = 0;
+
     /**
      * Records all tags of both lists for all the devices. An entry made here has no time, so it
      * never gets too old. Lists must not be null. Needs a registry.
@@ -150,12 +153,6 @@ private:
     unsigned int nowOffset;
     stdTools log;
     CTagIdManager* mTagIdManager = nullptr;
-
-public:
-    /** How many new identities InitTagIdMgr() has counted, two ambiguous tags making one. */
-    int newTagIdCount = 0;
-
-private:
     /** All managers of this object, those included that it no longer works with. */
     std::vector<std::unique_ptr<CTagIdManager>> mTagIdManagers;
 };

@@ -25,6 +25,9 @@ public:
 
         /** Waits for `count` bytes; fewer if the client closes. */
         std::string take(std::size_t count) {
+            if (count == 0) {
+                return {}; // recv() would wait all the same
+            }
             std::string bytes(count, '\0');
             ssize_t const got = recv(mFd, bytes.data(), count, MSG_WAITALL);
             bytes.resize(got < 0 ? 0 : static_cast<std::size_t>(got));

@@ -27,7 +27,8 @@ def _run(bus, command):
     return done.stdout.decode()
 
 
-def _as_variant(text):
+def as_variant(text):
+    """The text as gdbus wants to read it."""
     escaped = text.replace("\\", "\\\\").replace("'", "\\'").replace("\n", "\\n")
     return f"'{escaped}'"
 
@@ -36,7 +37,7 @@ def gdbus_command(method, text=None, timeout=DEADLINE):
     """The words of a call by gdbus."""
     command = ["gdbus", "call", "--system", "--timeout", str(int(timeout)), "--dest", SERVICE,
                "--object-path", SERVICE_PATH, "--method", f"{SERVICE}.{method}"]
-    return command if text is None else [*command, "--", _as_variant(text)]
+    return command if text is None else [*command, "--", as_variant(text)]
 
 
 def busctl_command(method, *arguments, to=SERVICE, timeout=DEADLINE, options=()):

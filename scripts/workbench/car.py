@@ -144,6 +144,7 @@ class Car:
         self.monitor = Monitor(self.bus)
         self.rig = None
         self.service = None
+        self._options = {}
 
     # The surroundings
 
@@ -204,11 +205,13 @@ class Car:
 
     def spawn_service(self, **options):
         """Starts it and waits for nothing."""
+        self._options = options
         self.service = Service(self.bus, self.folder, keep=self.keep, **options)
 
     def restart_service(self, **options):
+        """Kills it and starts it as it was started before, unless told otherwise."""
         self.service.kill()
-        return self.start_service(**options)
+        return self.start_service(**{**self._options, **options})
 
     def call(self, method, parameters=None):
         """The reply, parsed."""
@@ -254,6 +257,10 @@ class Car:
             self.rig.stop()
         self.monitor.stop()
         self.bus.stop()
+
+    def pids(self):
+        """What runs for as long as the car does."""
+        return [program.pid for program in (self.service, self.rig.program, self.bus) if program]
 
     def remove(self):
         """Removes the folder."""

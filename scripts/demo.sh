@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and plays the road of a tag. See --help.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+
+usage() {
+    cat <<'END'
+Usage: scripts/demo.sh [--keep]
+
+Plays the road of a tag from the radio to an iPod: a private bus, the rig in place of the car, and
+the service, with calls by gdbus and busctl. Ends with a status other than 0 as soon as something
+is not as expected.
+
+  --keep   leaves everything running and says how to talk to it
+  --help   this text
+END
+}
+
+case ${1:-} in
+--help)
+    usage
+    exit 0
+    ;;
+--keep | "") ;;
+*)
+    usage >&2
+    exit 2
+    ;;
+esac
+
+ensure_packages build run test
+build_preset release Songlatch songlatch-rig
+
+export SONGLATCH_BIN=$repository/build/release/bin
+export PYTHONDONTWRITEBYTECODE=1
+exec /usr/bin/python3 "$repository/scripts/demo/story.py" "$@"

@@ -256,7 +256,7 @@ Everything goes on. To talk to it:
 
 To end it and clean up:
 
-  kill {' '.join(str(pid) for pid in car.pids())} && rm -r {root}
+  kill {' '.join(str(pid) for pid in car.pids())} && rm -rf {root}
 """)
 
 

@@ -107,6 +107,16 @@ class Record(CarTest):
         self.car.tag(song(4))
         self.assert_tagged((song(2), False, [2, 3]), (song(4), [NO_DEVICE]))
 
+    def test_required_the_record_escapes_nothing_so_an_ampersand_costs_the_entry(self):
+        self.car.tag({"Name": "A & B", "Artist": "x", "iTunesSongID": 1})
+        self.assertIn(b'<TagId Name="A & B" ', self.folder.tagged_info.read_bytes())
+        # The next write starts from what could be read, which is nothing behind the ampersand.
+        self.car.tag({"Name": "0", "Artist": "x", "iTunesSongID": 2})
+        for name, number, tagged in (("A & B", "1", False), ("0", "2", True)):
+            reply = self.car.call("checkTag", {"tagInfo": [
+                {"Name": name, "Artist": "x", "iTunesSongID": number}]})
+            self.assertEqual(reply["tagged"], tagged)
+
     def test_the_write_is_in_place_and_makes_no_other_file(self):
         self.car.tag(song(1))
         inodes = {entry.name: entry.inode() for entry in os.scandir(self.folder.store)}

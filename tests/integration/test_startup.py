@@ -1,6 +1,7 @@
 """The start: the command line, the configuration, the files, the bus."""
 
 import os
+import pathlib
 import shutil
 
 from expected import candidate_file, tag_file
@@ -189,6 +190,20 @@ class Configuration(StartTest):
         self.assertEqual(self.car.tag(song(2))[0]["Name"], "LOCAL_STORAGE_FULL")
         self.folder.configure(limit=2)
         self.assertEqual(self.car.tag(song(2))[0]["Name"], "STORED_LOCAL")
+
+
+class Sample(StartTest):
+    """The sample configuration and the tag file of a first start, as they are delivered."""
+
+    def test_a_unit_starts_on_them(self):
+        packaging = pathlib.Path(__file__).resolve().parents[2] / "packaging"
+        sample = (packaging / "etc" / "Songlatch.conf").read_text()
+        self.assertIn('<localStorage folder="/var/lib/songlatch"/>', sample)
+        self.folder.configuration.write_text(
+            sample.replace("/var/lib/songlatch", str(self.folder.store)))
+        shutil.copy(packaging / "AmbigTag.xml", self.folder.candidates)
+        self.assertEqual(self.car.start_service(), [local(0, 100), connected()])
+        self.assertEqual(self.car.tag(song(1))[0]["Name"], "STORED_LOCAL")
 
 
 class Bus(StartTest):

@@ -110,6 +110,19 @@ class Answer(CarTest):
         self.assertIn("Warning: deviceList is empty!", self.log_of(ANSWER))
 
 
+class NoAnswer(CarTest):
+    """A media service that never answers: the question times out after ten seconds."""
+
+    def prepare(self):
+        self.car.start_rig()
+
+    def test_the_time_out_is_an_empty_answer_and_nobody_asks_again(self):
+        self.car.rig.command("answer none", "answering")
+        self.assertEqual(self.car.start_service(), [local(0), connected()])
+        self.assertIn("Warning: deviceList is empty!", self.log_of(ANSWER))
+        self.assertEqual(len(self.car.rig.seen("getDevices")), 1)
+
+
 class Signals(CarTest):
     """deviceState."""
 

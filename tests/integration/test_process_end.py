@@ -1,6 +1,7 @@
 """What ends the process while it runs: what is logged and printed, and with which exit status."""
 
 import json
+import subprocess
 
 from expected import tag_file
 from harness import CarTest, connected, local, main, song
@@ -36,10 +37,9 @@ class ByRequest(EndTest):
         position = self.car.monitor.position
         with self.assertRaises(calls.CallFailed):
             self.car.call(method, parameters)
-        self.assertEqual(self.car.monitor.signals(position), [])
-        error = [message.error_name for message in self.car.monitor.since(position)
-                 if message.type == "error"]
-        self.assertEqual(error[-1:], ["org.freedesktop.DBus.Error.NoReply"])
+        end, reply = self.car.monitor.wait_for_reply(method, position)
+        self.assertEqual(reply.error_name, "org.freedesktop.DBus.Error.NoReply")
+        self.assertEqual(self.car.monitor.signals(position, end), [])
 
     def test_requests_whose_json_is_of_the_wrong_kind(self):
         for method, parameters in (
@@ -91,12 +91,27 @@ class ByRequest(EndTest):
         self.assertEqual(self.folder.tagged_info.read_bytes(), before)
         self.assertEqual(self.folder.tags.read_bytes(), tag_file([song(1)]))
 
-    def test_a_reply_sent_just_before_the_end_has_left(self):
+    def test_a_reply_and_a_signal_sent_just_before_the_end_have_left(self):
+        self.car.attach(1)
+        self.car.rig.command("fault 1 slow=60000", "changed")
         position = self.car.monitor.position
-        self.car.load_client_call("tagRequest", json.dumps({"tags": [song(1)]}))
-        with self.assertRaises(calls.CallFailed):
-            self.car.call("tagRequest", {"tags": [5]})
-        self.assertEqual(self.car.monitor.signals(position), [local(1)])
+        good = self.begin({"tags": [song(1)]})
+        self.car.rig.wait("delayed")
+        bad = self.begin({"tags": [5]})
+        self.car.monitor.wait(lambda message: message.member == "tagRequest"
+                              and "[5]" in message.text, position)
+        self.car.rig.command("fault 1 none", "changed")
+        self.assert_unhandled()
+        self.assertIn(b"STORED_ON_TARGET", good.communicate()[0])
+        bad.communicate()
+        end, _ = self.car.monitor.wait_for_reply("tagRequest", position)
+        self.assertEqual(self.car.monitor.signals(position, end), [local(0)])
+
+    def begin(self, parameters):
+        """A call whose reply is not waited for."""
+        return subprocess.Popen(calls.busctl_command("tagRequest", "s", json.dumps(parameters)),
+                                env=calls.environment(self.car.bus), stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE)
 
 
 class ByDeviceReport(EndTest):
@@ -130,6 +145,16 @@ class ByDeviceReport(EndTest):
                 self.emit(text)
                 self.assert_unhandled()
                 self.assertEqual(self.start_again(), [local(0), connected()])
+
+    def test_a_configuration_that_went_bad_ends_a_transfer(self):
+        self.fill([song(1)])
+        self.folder.configuration.write_text("<half")
+        self.emit(json.dumps({"available": True, "device": {"type": "ipod", "id": 1}}))
+        self.assert_ended(
+            "Error: XMLTools_LoadConfig: Error running Parser",
+            "Error: Main: Error code: 2 - Message: Error running Parser", EXITING,
+            printed=["Error: Songlatching: Main: Error code: 2 - Message: Error running Parser\n"])
+        self.assert_stored([song(1)])
 
     def test_an_answer_that_is_of_the_wrong_kind(self):
         self.car.service.kill()

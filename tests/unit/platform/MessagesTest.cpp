@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -42,7 +43,7 @@ private:
     std::string mBytes;
 };
 
-iov_t partOf(std::string const& bytes) {
+iov_t partOf(std::string_view bytes) {
     iov_t part{};
     SETIOV(&part, bytes.data(), bytes.size());
     return part;

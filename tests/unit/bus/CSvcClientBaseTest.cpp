@@ -64,7 +64,7 @@ protected:
                + std::to_string(id) + "\n";
     }
     std::string printedByRun() {
-        return printedBy([&] { runQueued(); });
+        return stdoutOf([&] { runQueued(); });
     }
 
     std::optional<Client> client{std::in_place};
@@ -183,7 +183,7 @@ TEST_F(CSvcClientBaseTest, IgnoreResponseWorksWhenTheReplyIsAlreadyQueued) {
 }
 
 TEST_F(CSvcClientBaseTest, IgnoreResponseOfAnUnknownIdDoesNothing) {
-    EXPECT_EQ("", printedBy([&] { client->ignoreResponse(77); }));
+    EXPECT_EQ("", stdoutOf([&] { client->ignoreResponse(77); }));
     EXPECT_THAT(bus.calls, IsEmpty());
 }
 
@@ -212,7 +212,7 @@ TEST_F(CSvcClientBaseTest, SubscribeBringsEverySignal) {
 TEST_F(CSvcClientBaseTest, ASubscribeThatFailsReturnsAnIdWithoutAWordAndIsNotListed) {
     bus.answer("subscribe", FakeTellbus::FAILURE);
     unsigned int id = 0;
-    EXPECT_EQ("", printedBy([&] { id = client->subscribe(PATH, "deviceState", &context); }));
+    EXPECT_EQ("", stdoutOf([&] { id = client->subscribe(PATH, "deviceState", &context); }));
     EXPECT_NE(0U, id);
     bus.calls.clear();
     client->unsubscribe(id);
@@ -234,7 +234,7 @@ TEST_F(CSvcClientBaseTest,
     bus.answer("subscribeOwnerChanged", FakeTellbus::FAILURE);
     unsigned int id = 0;
     EXPECT_EQ("error subscribing for ownerChange signal\n.",
-              printedBy([&] { id = client->subscribeOwnerChanged(NAME, &context); }));
+              stdoutOf([&] { id = client->subscribeOwnerChanged(NAME, &context); }));
     EXPECT_NE(0U, id);
     bus.calls.clear();
     client->unsubscribe(id);
@@ -306,7 +306,7 @@ TEST_F(CSvcClientBaseTest, UnsubscribeEndsThatOneAndLeavesTheOthers) {
 TEST_F(CSvcClientBaseTest, UnsubscribeOfAnUnknownIdDoesNothingWithoutAMessage) {
     client->subscribe(PATH, "deviceState", &context);
     bus.calls.clear();
-    EXPECT_EQ("", printedBy([&] { client->unsubscribe(77); }));
+    EXPECT_EQ("", stdoutOf([&] { client->unsubscribe(77); }));
     EXPECT_THAT(bus.calls, IsEmpty());
 }
 
@@ -314,7 +314,7 @@ TEST_F(CSvcClientBaseTest, AnUnsubscribeThatFailsSaysSoAndTheSubscriptionGoesOn)
     unsigned int const id = client->subscribe(PATH, "deviceState", &context);
     bus.answer("asyncUnsubscribe", FakeTellbus::FAILURE);
     EXPECT_EQ("CSvcClientBase: TELLBUS_unsubscribe error!\n",
-              printedBy([&] { client->unsubscribe(id); }));
+              stdoutOf([&] { client->unsubscribe(id); }));
     bus.signal("deviceState", "[1]");
     runQueued();
     EXPECT_EQ(1U, client->events.size());
@@ -386,12 +386,12 @@ TEST(CSvcClientBaseLife, HoldsFiveReferencesAndGivesThemBack) {
     FakeTellbus bus;
     std::optional<Client> client(std::in_place);
     for (int reference = 1; reference < 5; ++reference) {
-        EXPECT_EQ("", printedBy([] { CTellbusEventRouter::releaseMe(); }));
+        EXPECT_EQ("", stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
     }
     for (int reference = 1; reference < 5; ++reference) {
         CTellbusEventRouter::getMe();
     }
-    EXPECT_EQ("Destroyed CTellbusEventRouter.\n", printedBy([&] { client.reset(); }));
+    EXPECT_EQ("Destroyed CTellbusEventRouter.\n", stdoutOf([&] { client.reset(); }));
 }
 
 TEST(CSvcClientBaseLife, TheLastHolderMayGoWhileTheLibraryStillCallsBack) {
@@ -415,7 +415,7 @@ TEST(CSvcClientBaseLife, TheLastHolderMayGoWhileTheLibraryStillCallsBack) {
         }
         subscription.callback("deviceState", "{}", subscription.cookie);
     });
-    EXPECT_EQ("Destroyed CTellbusEventRouter.\n", printedBy([&] { client.reset(); }));
+    EXPECT_EQ("Destroyed CTellbusEventRouter.\n", stdoutOf([&] { client.reset(); }));
     EXPECT_TRUE(shutDown);
 }
 
@@ -428,12 +428,12 @@ TEST_F(CSvcClientBaseTest, DefaultsSayThatTheyAreDefaults) {
                + "() - Warning: Function not overridden by child class.\n";
     };
     EXPECT_EQ(line("processTellbusResult"),
-              printedBy([&] { plain.processTellbusResult(1, "", nullptr); }));
+              stdoutOf([&] { plain.processTellbusResult(1, "", nullptr); }));
     EXPECT_EQ(line("processTellbusSignal"),
-              printedBy([&] { plain.processTellbusSignal(1, nullptr, nullptr); }));
+              stdoutOf([&] { plain.processTellbusSignal(1, nullptr, nullptr); }));
     EXPECT_EQ(line("processTellbusNameChange"),
-              printedBy([&] { plain.processTellbusNameChange(1, nullptr, nullptr); }));
+              stdoutOf([&] { plain.processTellbusNameChange(1, nullptr, nullptr); }));
     EXPECT_EQ("CSvcClientBase::processTellbusStatus() - Warning: Function not intended for use at "
               "this time.\n",
-              printedBy([&] { plain.processTellbusStatus(1, 0, nullptr); }));
+              stdoutOf([&] { plain.processTellbusStatus(1, 0, nullptr); }));
 }

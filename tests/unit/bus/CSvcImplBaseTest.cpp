@@ -63,7 +63,7 @@ TEST_F(CSvcImplBaseTest, APublishingThatFailedCanBeTriedAgain) {
     bus.answer("registerService", FakeTellbus::FAILURE);
     std::optional<Service> service;
     EXPECT_EQ("CTellbusEventServerBase: TELLBUS_registerService error 0x80000007\n",
-              printedBy([&] { service.emplace(true); }));
+              stdoutOf([&] { service.emplace(true); }));
     bus.answer("registerService", 0);
     service->publishSvcName();
     EXPECT_THAT(bus.calls, ElementsAre(registration(), registration()));
@@ -73,7 +73,7 @@ TEST_F(CSvcImplBaseTest, UnpublishingForgetsTheHandleWhateverComesBack) {
     Service service(true);
     bus.answer("unregisterService", FakeTellbus::FAILURE);
     bus.calls.clear();
-    printedBy([&] { service.unpublishSvcName(); });
+    stdoutOf([&] { service.unpublishSvcName(); });
     EXPECT_THAT(bus.calls, ElementsAre("unregisterService " + handle()));
     bus.calls.clear();
     service.publishSvcName();
@@ -153,14 +153,14 @@ TEST_F(CSvcImplBaseTest, TheEndOfTheObjectDoesNotUnpublish) {
 TEST(CSvcImplBaseLife, HoldsTwoReferencesAndGivesThemBack) {
     FakeTellbus bus;
     std::optional<Service> service(std::in_place, true);
-    EXPECT_EQ("", printedBy([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ("", stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
     CTellbusEventRouter::getMe();
-    EXPECT_EQ("Destroyed CTellbusEventRouter.\n", printedBy([&] { service.reset(); }));
+    EXPECT_EQ("Destroyed CTellbusEventRouter.\n", stdoutOf([&] { service.reset(); }));
 }
 
 TEST_F(CSvcImplBaseTest, TheDefaultHandlerSaysThatItIsTheDefault) {
     CSvcImplBase plain(NAME, PATH, false);
     EXPECT_EQ("CSvcImplBase::processTellbusRequest() - Warning: Function not overridden by child "
               "class.\n",
-              printedBy([&] { plain.processTellbusRequest(nullptr); }));
+              stdoutOf([&] { plain.processTellbusRequest(nullptr); }));
 }

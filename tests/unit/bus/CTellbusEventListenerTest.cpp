@@ -89,7 +89,7 @@ TEST_F(CTellbusEventListenerTest, AResultFreesItsCookie) {
 TEST_F(CTellbusEventListenerTest, AResultThatCannotBeSentFreesItsCookieAllTheSame) {
     CTellbusEventCookie* const cookie = newCookie(CTellbusEvent::Result);
     FreeWatch const watch(cookie);
-    std::string const printed = printedBy([&] {
+    std::string const printed = stdoutOf([&] {
         Failing const failing(Call::MsgSendPulse);
         CTellbusEventListener::onTellbusResult(&mStatus, "{}", cookie);
     });
@@ -185,14 +185,14 @@ TEST_F(CTellbusEventListenerTest, AnEventThatCannotBeSentIsLostWithOneLineAndNot
         return CTellbusEventListener(unconnected);
     }();
     cookie->listener = &nowhere;
-    EXPECT_EQ(SEND_ERROR, printedBy([&] {
+    EXPECT_EQ(SEND_ERROR, stdoutOf([&] {
                   CTellbusEventListener::onTellbusRequest(nullptr, "m", "{}", 0, cookie.get());
               }));
     EXPECT_EQ(SEND_ERROR,
-              printedBy([&] { CTellbusEventListener::onTellbusSignal("s", "{}", cookie.get()); }));
+              stdoutOf([&] { CTellbusEventListener::onTellbusSignal("s", "{}", cookie.get()); }));
     EXPECT_EQ(SEND_ERROR,
-              printedBy([&] { CTellbusEventListener::onTellbusStatus(&mStatus, cookie.get()); }));
-    EXPECT_EQ(SEND_ERROR, printedBy([&] {
+              stdoutOf([&] { CTellbusEventListener::onTellbusStatus(&mStatus, cookie.get()); }));
+    EXPECT_EQ(SEND_ERROR, stdoutOf([&] {
                   CTellbusEventListener::onTellbusNameOwnerChanged("n", "", "", cookie.get());
               }));
     EXPECT_FALSE(watch.freed());
@@ -210,7 +210,7 @@ TEST_F(CTellbusEventListenerTest, TheConnectionIsReadAtTheTimeOfEachSend) {
     int connection = -1;
     CTellbusEventListener const listener(connection);
     CTellbusEvent const event;
-    EXPECT_EQ(SEND_ERROR, printedBy([&] {
+    EXPECT_EQ(SEND_ERROR, stdoutOf([&] {
                   EXPECT_FALSE(listener.sendEventPulse(&event, CTellbusEvent::Signal));
               }));
     connection = mConnection;

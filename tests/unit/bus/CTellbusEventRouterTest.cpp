@@ -106,37 +106,37 @@ TEST_F(CTellbusEventRouterLife, TheFirstHolderBringsUpTheChannelAndTheBus) {
     EXPECT_THAT(bus.operations(), ElementsAre("initialize", "getConnection"));
     EXPECT_EQ(router, CTellbusEventRouter::getMe());
     EXPECT_THAT(bus.operations(), ElementsAre("initialize", "getConnection"));
-    EXPECT_EQ("", printedBy([] { CTellbusEventRouter::releaseMe(); }));
-    EXPECT_EQ(DESTROYED, printedBy([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ("", stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ(DESTROYED, stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
 }
 
 TEST_F(CTellbusEventRouterLife, TheLastReleaseClosesTheBus) {
     CTellbusEventRouter::getMe();
     bus.calls.clear();
-    printedBy([] { CTellbusEventRouter::releaseMe(); });
+    stdoutOf([] { CTellbusEventRouter::releaseMe(); });
     EXPECT_THAT(bus.operations(), ElementsAre("closeConnection", "shutdown"));
 }
 
 TEST_F(CTellbusEventRouterLife, AfterTheLastReleaseGetMeMakesANewOne) {
     CTellbusEventRouter::getMe();
-    printedBy([] { CTellbusEventRouter::releaseMe(); });
+    stdoutOf([] { CTellbusEventRouter::releaseMe(); });
     bus.calls.clear();
     CTellbusEventRouter::getMe();
     EXPECT_THAT(bus.operations(), ElementsAre("initialize", "getConnection"));
-    EXPECT_EQ(DESTROYED, printedBy([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ(DESTROYED, stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
 }
 
 TEST_F(CTellbusEventRouterLife, ReleasingWithoutAnInstanceDoesNothing) {
-    EXPECT_EQ("", printedBy([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ("", stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
 }
 
 TEST_F(CTellbusEventRouterLife, AnObjectHoldsAsManyReferencesAsItHasTargetBases) {
     auto target = std::make_unique<Target>();
     for (int base = 1; base < Target::BASES; ++base) {
-        EXPECT_EQ("", printedBy([] { CTellbusEventRouter::releaseMe(); }));
+        EXPECT_EQ("", stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
     }
-    EXPECT_EQ(DESTROYED, printedBy([] { CTellbusEventRouter::releaseMe(); }));
-    EXPECT_EQ("", printedBy([&] { target.reset(); }));
+    EXPECT_EQ(DESTROYED, stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ("", stdoutOf([&] { target.reset(); }));
 }
 
 TEST_F(CTellbusEventRouterLife, TargetIdsStartAtOneAndDifferForEachBase) {
@@ -147,7 +147,7 @@ TEST_F(CTellbusEventRouterLife, TargetIdsStartAtOneAndDifferForEachBase) {
     EXPECT_EQ(4U, static_cast<CTellbusNameChangeTarget&>(*target).targetId());
     EXPECT_EQ(7U, CTellbusEventRouter::getMe()->nextTargetId());
     CTellbusEventRouter::releaseMe();
-    EXPECT_EQ(DESTROYED, printedBy([&] { target.reset(); }));
+    EXPECT_EQ(DESTROYED, stdoutOf([&] { target.reset(); }));
 }
 
 TEST_F(CTellbusEventRouterTest, IsNotDestroyedWhileItRunsAndTheCountStaysAtZero) {
@@ -164,14 +164,14 @@ TEST_F(CTellbusEventRouterTest, IsNotDestroyedWhileItRunsAndTheCountStaysAtZero)
         router().registerAsAccessoryEventTarget(&releaser, nullptr));
     post(CTellbusEvent::Accessory, accessory.get());
     bus.calls.clear();
-    EXPECT_EQ("", printedBy([&] { runQueued(); }));
+    EXPECT_EQ("", stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(bus.calls, IsEmpty());
 
     // The instance is still there, and now that nothing runs a release at zero destroys it.
     EXPECT_EQ(before, CTellbusEventRouter::getMe());
     CTellbusEventRouter::getMe();
-    EXPECT_EQ("", printedBy([] { CTellbusEventRouter::releaseMe(); }));
-    EXPECT_EQ(DESTROYED, printedBy([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ("", stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ(DESTROYED, stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
 }
 
 TEST_F(CTellbusEventRouterTest, ReleasingWithACountAtZeroGoesOnToTheDestruction) {
@@ -186,7 +186,7 @@ TEST_F(CTellbusEventRouterTest, ReleasingWithACountAtZeroGoesOnToTheDestruction)
         router().registerAsAccessoryEventTarget(&releaser, nullptr));
     post(CTellbusEvent::Accessory, accessory.get());
     runQueued();
-    EXPECT_EQ(DESTROYED, printedBy([] { CTellbusEventRouter::releaseMe(); }));
+    EXPECT_EQ(DESTROYED, stdoutOf([] { CTellbusEventRouter::releaseMe(); }));
 }
 
 // Registration
@@ -277,7 +277,7 @@ TEST_F(CTellbusEventRouterTest, AResultGoesToItsTargetOnceAndFreesTheRouterCooki
     FreeWatch const routerCookie(cookie->context);
     reply(cookie, "[1]");
     EXPECT_FALSE(routerCookie.freed());
-    EXPECT_EQ("", printedBy([&] { runQueued(); }));
+    EXPECT_EQ("", stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(target.events, ElementsAre("result " + std::to_string(id) + " [1]"));
     EXPECT_THAT(target.contexts, ElementsAre(&context));
     EXPECT_TRUE(routerCookie.freed());
@@ -291,7 +291,7 @@ TEST_F(CTellbusEventRouterTest, AResultForATargetThatUnregisteredIsReportedAndFr
     router().unregisterAsEventTarget(cookie, false);
     reply(cookie, "[1]");
     EXPECT_EQ("CTellbusEventRouter::processTellbusResult() - ignoring result having id: 2\n",
-              printedBy([&] { runQueued(); }));
+              stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(target.events, IsEmpty());
     EXPECT_TRUE(routerCookie.freed());
 }
@@ -302,7 +302,7 @@ TEST_F(CTellbusEventRouterTest, AResultForAnotherTargetAtTheSameAddressIsReporte
     routerCookieOf(cookie)->targetId += 100;
     reply(cookie, "[1]");
     EXPECT_EQ("CTellbusEventRouter::processTellbusResult() - ignoring result having id: 1\n",
-              printedBy([&] { runQueued(); }));
+              stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(target.events, IsEmpty());
     EXPECT_TRUE(routerCookie.freed());
 }
@@ -335,7 +335,7 @@ TEST_F(CTellbusEventRouterTest, ASignalForATargetThatUnregisteredIsDroppedWithou
     router().registerAsSignalTarget(&target, cookie, &context);
     signal(cookie, "[1]");
     router().unregisterAsEventTarget(cookie, false);
-    EXPECT_EQ("", printedBy([&] { runQueued(); }));
+    EXPECT_EQ("", stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(target.events, IsEmpty());
     router().unregisterAsEventTarget(cookie, true);
 }
@@ -344,7 +344,7 @@ TEST_F(CTellbusEventRouterTest, ASignalForAnotherTargetAtTheSameAddressIsDropped
     router().registerAsSignalTarget(&target, cookie, &context);
     routerCookieOf(cookie)->targetId += 100;
     signal(cookie, "[1]");
-    EXPECT_EQ("", printedBy([&] { runQueued(); }));
+    EXPECT_EQ("", stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(target.events, IsEmpty());
     router().unregisterAsEventTarget(cookie, true);
 }
@@ -353,7 +353,7 @@ TEST_F(CTellbusEventRouterTest, ANameChangeForATargetThatUnregisteredIsDroppedWi
     router().registerAsNameChangeTarget(&target, cookie, &context);
     nameChange(cookie, "a.b");
     router().unregisterAsEventTarget(cookie, false);
-    EXPECT_EQ("", printedBy([&] { runQueued(); }));
+    EXPECT_EQ("", stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(target.events, IsEmpty());
     router().unregisterAsEventTarget(cookie, true);
 }
@@ -430,7 +430,7 @@ TEST_F(CTellbusEventRouterTest, AFailedCompletionFreesNothingThatTheLibraryMaySt
     runQueued();
     EXPECT_TRUE(statusRegistration.freed());
     signal(signalCookie, "[2]");
-    EXPECT_EQ("", printedBy([&] { runQueued(); }));
+    EXPECT_EQ("", stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(target.events, IsEmpty());
 }
 
@@ -473,7 +473,7 @@ TEST_F(CTellbusEventRouterTest, EventsPostedWhileTheLoopRunsComeInTheirOrder) {
         for (int number = 1; number <= SIGNALS; ++number) {
             CTellbusEventListener::onTellbusSignal("s", std::to_string(number).c_str(), cookie);
         }
-        post(CTellbusEvent::Stop, nullptr);
+        post(7, nullptr);
     });
     router().start();
     library.join();

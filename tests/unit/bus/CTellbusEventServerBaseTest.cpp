@@ -119,7 +119,7 @@ TEST_F(CTellbusEventServerBaseTest, ASetUpStepThatFailsSaysSoAndReturnsFalse) {
     EXPECT_TRUE(mServer.initChannelCOM(FLAGS));
     EXPECT_TRUE(mServer.initTellbus());
     bool worked = true;
-    std::string const printed = printedBy([&] {
+    std::string const printed = stdoutOf([&] {
         Failing const failing(Call::ConnectAttach);
         worked = mServer.initChannelCOM(FLAGS);
     });
@@ -129,7 +129,7 @@ TEST_F(CTellbusEventServerBaseTest, ASetUpStepThatFailsSaysSoAndReturnsFalse) {
     EXPECT_FALSE(worked);
     bus.answer("initialize", FakeTellbus::FAILURE);
     EXPECT_EQ("CTellbusEventServerBase: TELLBUS_initialize error 0x80000007\n",
-              printedBy([&] { worked = mServer.initTellbus(); }));
+              stdoutOf([&] { worked = mServer.initTellbus(); }));
     EXPECT_FALSE(worked);
 }
 
@@ -244,7 +244,7 @@ TEST_F(CTellbusEventServerBaseTest, AnAccessoryPulseFreesNothing) {
 
 TEST_F(CTellbusEventServerBaseTest, AStopPulseWithValueZeroEndsTheLoopWithoutAMessage) {
     post(7, nullptr);
-    EXPECT_EQ("", printedBy([&] { mServer.start(); }));
+    EXPECT_EQ("", stdoutOf([&] { mServer.start(); }));
     EXPECT_FALSE(mServer.isRunning());
     EXPECT_THAT(mServer.handled, IsEmpty());
 }
@@ -358,7 +358,7 @@ TEST_F(CTellbusEventServerBaseTest, StopDisablesTheBusAndEndsTheLoopBehindTheQue
 }
 
 TEST_F(CTellbusEventServerBaseTest, AStopThatCannotBeSentSaysSo) {
-    EXPECT_EQ("CTellbusEventServerBase: MsgSendPulse error!\n", printedBy([&] {
+    EXPECT_EQ("CTellbusEventServerBase: MsgSendPulse error!\n", stdoutOf([&] {
                   Failing const failing(Call::MsgSendPulse);
                   mServer.stop();
               }));
@@ -402,7 +402,7 @@ TEST_F(CTellbusEventServerBaseTest, ARegistrationThatDoesNotEndIsReportedAndTheN
         return "CTellbusEventServerBase: TELLBUS_unregisterService error: 7, registration handle: "
                + shown(handle) + "\n";
     };
-    EXPECT_EQ(line(first) + line(second), printedBy([&] { mServer.disableTellbus(); }));
+    EXPECT_EQ(line(first) + line(second), stdoutOf([&] { mServer.disableTellbus(); }));
     EXPECT_EQ(nullptr, mServer.busConnection());
 }
 
@@ -412,7 +412,7 @@ TEST_F(CTellbusEventServerBaseTest, AfterAFailedCloseDisablingRunsAgainAndUnregi
     bus.answer("closeConnection", 0x80000009U);
     bus.calls.clear();
     EXPECT_EQ("CTellbusEventServerBase: TELLBUS_closeConnection error: 9\n",
-              printedBy([&] { mServer.disableTellbus(); }));
+              stdoutOf([&] { mServer.disableTellbus(); }));
     EXPECT_THAT(bus.operations(), ElementsAre("unregisterService", "closeConnection", "shutdown"));
     EXPECT_NE(nullptr, mServer.busConnection());
     EXPECT_TRUE(cookie.freed());
@@ -449,7 +449,7 @@ TEST_F(CTellbusEventServerBaseTest, ARegistrationThatFailsPrintsTheWholeStatusAn
     bus.answer("registerService", 0x8000ABCDU);
     void* handle = &mContext;
     EXPECT_EQ("CTellbusEventServerBase: TELLBUS_registerService error 0x8000ABCD\n",
-              printedBy([&] { handle = mServer.registerWithTellbus("a.b", "/a/b", &mContext); }));
+              stdoutOf([&] { handle = mServer.registerWithTellbus("a.b", "/a/b", &mContext); }));
     EXPECT_EQ(nullptr, handle);
     bus.calls.clear();
     mServer.disableTellbus();
@@ -458,7 +458,7 @@ TEST_F(CTellbusEventServerBaseTest, ARegistrationThatFailsPrintsTheWholeStatusAn
 
 TEST_F(CTellbusEventServerBaseTest, UnregisteringAnUnknownHandleDoesNothing) {
     bus.calls.clear();
-    EXPECT_EQ("", printedBy([&] { mServer.unregisterWithTellbus(&mContext); }));
+    EXPECT_EQ("", stdoutOf([&] { mServer.unregisterWithTellbus(&mContext); }));
     EXPECT_THAT(bus.calls, IsEmpty());
 }
 
@@ -484,7 +484,7 @@ TEST_F(CTellbusEventServerBaseTest, AnUnregisterThatFailsPrintsTheWholeStatusAnd
     bus.answer("unregisterService", 0x80000007U);
     unsigned int status = 0;
     EXPECT_EQ("CTellbusEventServerBase: TELLBUS_unregisterService error 0x80000007\n",
-              printedBy([&] { status = mServer.unregisterWithTellbus(handle); }));
+              stdoutOf([&] { status = mServer.unregisterWithTellbus(handle); }));
     EXPECT_EQ(0x80000007U, status);
     bus.answer("unregisterService", 0);
     bus.calls.clear();
@@ -502,15 +502,15 @@ TEST(CTellbusEventServerBaseDefaults, SayWhichHandlerIsMissing) {
                + " - function not implemented. May need to be overridden in child class.\n";
     };
     EXPECT_EQ(line("processTellbusRequest"),
-              printedBy([&] { server.processTellbusRequest(nullptr, nullptr); }));
+              stdoutOf([&] { server.processTellbusRequest(nullptr, nullptr); }));
     EXPECT_EQ(line("processTellbusResult"),
-              printedBy([&] { server.processTellbusResult(nullptr, nullptr); }));
+              stdoutOf([&] { server.processTellbusResult(nullptr, nullptr); }));
     EXPECT_EQ(line("processTellbusStatus"),
-              printedBy([&] { server.processTellbusStatus(0, nullptr); }));
+              stdoutOf([&] { server.processTellbusStatus(0, nullptr); }));
     EXPECT_EQ(line("processTellbusNameChange"),
-              printedBy([&] { server.processTellbusNameChange(nullptr, nullptr); }));
+              stdoutOf([&] { server.processTellbusNameChange(nullptr, nullptr); }));
     EXPECT_EQ(line("processAccessoryEvent"),
-              printedBy([&] { server.processAccessoryEvent(nullptr); }));
+              stdoutOf([&] { server.processAccessoryEvent(nullptr); }));
 }
 
 TEST(CTellbusEventServerBaseDefaults, OfTheSignalHandlerNamesTheResultHandlerAsRequired) {
@@ -518,5 +518,5 @@ TEST(CTellbusEventServerBaseDefaults, OfTheSignalHandlerNamesTheResultHandlerAsR
     Plain server;
     EXPECT_EQ("CTellbusEventServerBase::processTellbusResult - function not implemented. May need "
               "to be overridden in child class.\n",
-              printedBy([&] { server.processTellbusSignal(nullptr, nullptr); }));
+              stdoutOf([&] { server.processTellbusSignal(nullptr, nullptr); }));
 }

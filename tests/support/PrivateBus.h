@@ -1,11 +1,11 @@
 #pragma once
 
+#include "support/TempDir.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <spawn.h>
 #include <stdexcept>
 #include <string>
@@ -22,21 +22,11 @@
 class PrivateBus {
 public:
     PrivateBus() {
-        std::string folder = std::filesystem::temp_directory_path() / "songlatch-bus-XXXXXX";
-        if (!mkdtemp(folder.data())) {
-            throw std::runtime_error("no folder for the bus");
-        }
-        mFolder = folder;
-        std::ofstream(mFolder / "bus.conf") << configuration();
+        mFolder.write("bus.conf", configuration());
         start();
     }
 
-    ~PrivateBus() {
-        stop();
-        std::error_code ignored;
-        std::filesystem::remove_all(mFolder, ignored);
-    }
-
+    ~PrivateBus() { stop(); }
     PrivateBus(PrivateBus const&) = delete;
     PrivateBus& operator=(PrivateBus const&) = delete;
 
@@ -78,8 +68,8 @@ public:
     void pause() const { kill(mPid, SIGSTOP); }
     void resume() const { kill(mPid, SIGCONT); }
 
-    std::string address() const { return "unix:path=" + (mFolder / "bus").string(); }
-    std::filesystem::path const& folder() const { return mFolder; }
+    std::string address() const { return "unix:path=" + mFolder.path("bus"); }
+    TempDir const& folder() const { return mFolder; }
     pid_t pid() const { return mPid; }
 
     /** Makes this bus the one that libtellbus connects to from this process, and its children. */
@@ -119,10 +109,10 @@ private:
         posix_spawn_file_actions_init(&actions);
         constexpr int CHILD_FD = 3;
         posix_spawn_file_actions_adddup2(&actions, addressFd, CHILD_FD);
-        std::string const log = (mFolder / "bus.log").string();
+        std::string const log = mFolder.path("bus.log");
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log.c_str(),
                                          O_WRONLY | O_CREAT | O_APPEND, 0600);
-        std::string configuration = "--config-file=" + (mFolder / "bus.conf").string();
+        std::string configuration = "--config-file=" + mFolder.path("bus.conf");
         std::string daemon = "dbus-daemon";
         std::string nofork = "--nofork";
         std::string print = "--print-address=" + std::to_string(CHILD_FD);
@@ -145,6 +135,6 @@ private:
         return got == 1;
     }
 
-    std::filesystem::path mFolder;
+    TempDir mFolder;
     pid_t mPid = 0;
 };

@@ -1,0 +1,16 @@
+#include "tellbus/Complaints.h"
+
+#include <gtest/gtest.h>
+
+using namespace tellbus;
+
+TEST(Complaints, AreOneLineASecondForTheSameCause) {
+    testing::internal::CaptureStderr();
+    for (int index = 0; index < 1000; ++index) {
+        complain(Complaint::BadSignal, "first");
+    }
+    complain(Complaint::BadReply, "second");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "libtellbus: dropped a signal whose argument is not one string: first\n"
+              "libtellbus: took a reply that is not one string as failed: second\n");
+}

@@ -1,0 +1,58 @@
+#include "tellbus/PendingCalls.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using ::testing::ElementsAre;
+using namespace tellbus;
+
+class PendingCallsTest : public ::testing::Test {
+protected:
+    void add(dbus_uint32_t serial, TimePoint deadline) {
+        pending.add(
+            serial, [this, serial](TELLBUS_tStatus, DBusMessage*) { called.push_back(serial); },
+            deadline);
+    }
+    void callAll(std::vector<ReplyHandler> const& handlers) {
+        for (auto const& handler : handlers) {
+            handler(TELLBUS_OK, nullptr);
+        }
+    }
+    TimePoint const now = Clock::now();
+    PendingCalls pending;
+    std::vector<dbus_uint32_t> called;
+};
+
+TEST_F(PendingCallsTest, GiveTheHandlerOfACallOnce) {
+    add(7, now);
+    pending.take(7)(TELLBUS_OK, nullptr);
+    EXPECT_THAT(called, ElementsAre(7U));
+    EXPECT_FALSE(pending.take(7));
+    EXPECT_FALSE(pending.take(8));
+    EXPECT_EQ(pending.earliest(), std::nullopt);
+}
+
+TEST_F(PendingCallsTest, ExpireByDeadlineEarliestFirst) {
+    add(1, now + std::chrono::seconds(3));
+    add(2, now + std::chrono::seconds(1));
+    add(3, now + std::chrono::seconds(2));
+    EXPECT_EQ(pending.earliest(), now + std::chrono::seconds(1));
+    callAll(pending.takeExpired(now + std::chrono::seconds(2)));
+    EXPECT_THAT(called, ElementsAre(2U, 3U));
+    EXPECT_EQ(pending.earliest(), now + std::chrono::seconds(3));
+}
+
+TEST_F(PendingCallsTest, NeverExpireWithoutADeadline) {
+    add(1, TimePoint::max());
+    EXPECT_EQ(pending.earliest(), std::nullopt);
+    EXPECT_TRUE(pending.takeExpired(TimePoint::max()).empty());
+}
+
+TEST_F(PendingCallsTest, AreAllGivenInTheOrderOfTheirCalls) {
+    add(3, now);
+    add(1, TimePoint::max());
+    add(2, now);
+    callAll(pending.takeAll());
+    EXPECT_THAT(called, ElementsAre(1U, 2U, 3U));
+    EXPECT_TRUE(pending.takeAll().empty());
+}

@@ -1,0 +1,187 @@
+#include "OnBus.h"
+#include "RawClient.h"
+
+#include <functional>
+#include <sys/prctl.h>
+
+namespace {
+
+/** Runs a whole program of its own: the library is not yet in use here, so nothing is copied. */
+pid_t inChild(std::function<void()> const& program) {
+    pid_t const child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        program();
+        _exit(99);
+    }
+    return child;
+}
+
+int statusOf(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void* serveNow(TELLBUS_fRequest callback, void* cookie) {
+    void* connection = nullptr;
+    void* handle = nullptr;
+    if (TELLBUS_FAILED(TELLBUS_initialize())
+        || TELLBUS_FAILED(TELLBUS_getConnection(0, 0, &connection))
+        || TELLBUS_FAILED(
+            TELLBUS_registerService(connection, NAME, PATH, 0, callback, cookie, &handle))) {
+        _exit(98);
+    }
+    return handle;
+}
+
+/** Lets a child go on when its parent says so. */
+class Gate {
+public:
+    Gate() {
+        if (pipe(mPipe) != 0) {
+            throw std::runtime_error("no pipe");
+        }
+    }
+    ~Gate() {
+        close(mPipe[0]);
+        close(mPipe[1]);
+    }
+    Gate(Gate const&) = delete;
+    Gate& operator=(Gate const&) = delete;
+
+    void open() const { EXPECT_EQ(write(mPipe[1], "g", 1), 1); }
+    void wait() const {
+        char byte = 0;
+        if (read(mPipe[0], &byte, 1) != 1) {
+            _exit(97);
+        }
+    }
+
+private:
+    int mPipe[2] = {};
+};
+
+/** Returns when somebody owns the name. */
+void awaitName(RawClient& raw) {
+    RawMessage const ask = RawClient::methodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS,
+                                                 DBUS_INTERFACE_DBUS, "GetNameOwner");
+    RawClient::append(ask, NAME);
+    while (raw.call(ask).front() != ':') {
+        std::this_thread::yield();
+    }
+}
+
+std::string const LARGE(std::size_t{4} * 1024 * 1024, 'x');
+
+} // namespace
+
+class ProcessExit : public ::testing::Test {
+protected:
+    ProcessExit() { bus.use(); }
+
+    /** Calls as soon as the child has its name. */
+    std::string callChild(std::string const& text = "{}") {
+        RawClient raw(bus.address());
+        awaitName(raw);
+        RawMessage const call = RawClient::methodCall(NAME, PATH, NAME, "any");
+        RawClient::append(call, text.c_str());
+        return raw.call(call);
+    }
+
+    PrivateBus bus;
+};
+
+TEST_F(ProcessExit, RightAfterAReplyDoesNotLoseIt) {
+    pid_t const child = inChild([] {
+        Inbox<Request> requests;
+        serveNow(requestInto, &requests);
+        TELLBUS_returnResult(requests.next().context, "last words");
+        exit(0);
+    });
+    EXPECT_EQ(callChild(), "last words");
+    EXPECT_EQ(statusOf(child), 0);
+}
+
+TEST_F(ProcessExit, RightAfterALargeReplyDoesNotLoseIt) {
+    pid_t const child = inChild([] {
+        Inbox<Request> requests;
+        serveNow(requestInto, &requests);
+        TELLBUS_returnResult(requests.next().context, LARGE.c_str());
+        exit(0);
+    });
+    EXPECT_TRUE(callChild() == LARGE);
+    EXPECT_EQ(statusOf(child), 0);
+}
+
+TEST_F(ProcessExit, InACallbackDoesNotLoseTheReply) {
+    pid_t const child = inChild([] {
+        auto const last = [](void* context, char const*, char const*, int, void*) {
+            TELLBUS_returnResult(context, LARGE.c_str());
+            exit(0);
+        };
+        serveNow(last, nullptr);
+        pause();
+    });
+    EXPECT_TRUE(callChild() == LARGE);
+    EXPECT_EQ(statusOf(child), 0);
+}
+
+TEST_F(ProcessExit, WithMessagesUnreadDoesNotLoseTheReply) {
+    // A socket closed with something still to be read is reset, and takes with it what the bus
+    // has not read.
+    Gate gate;
+    pid_t const child = inChild([&] {
+        static Gate const& go = gate;
+        auto const last = [](void* context, char const*, char const*, int, void*) {
+            go.wait();
+            TELLBUS_returnResult(context, LARGE.c_str());
+            exit(0);
+        };
+        serveNow(last, nullptr);
+        pause();
+    });
+    RawClient raw(bus.address());
+    awaitName(raw);
+    raw.send(RawClient::methodCall(NAME, PATH, NAME, "last"));
+    for (int index = 0; index < 200; ++index) {
+        RawMessage const unread = RawClient::methodCall(NAME, PATH, NAME, "unread");
+        dbus_message_set_no_reply(unread.get(), TRUE);
+        raw.send(unread);
+    }
+    raw.call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
+    gate.open();
+    EXPECT_TRUE(raw.wait(DBUS_MESSAGE_TYPE_METHOD_RETURN) == LARGE);
+    EXPECT_EQ(statusOf(child), 0);
+}
+
+TEST_F(ProcessExit, RightAfterSignalsDoesNotLoseOne) {
+    RawClient raw(bus.address());
+    raw.match("member='localStatus'");
+    pid_t const child = inChild([] {
+        void* const service = serveNow(ignore, nullptr);
+        for (int index = 0; index < 1000; ++index) {
+            TELLBUS_emit(service, "localStatus", std::to_string(index).c_str());
+        }
+        exit(0);
+    });
+    for (int index = 0; index < 1000; ++index) {
+        ASSERT_EQ(raw.wait(DBUS_MESSAGE_TYPE_SIGNAL), std::to_string(index));
+    }
+    EXPECT_EQ(statusOf(child), 0);
+}
+
+TEST_F(ProcessExit, IsNotHeldUpByABusThatDoesNotRead) {
+    Gate gate;
+    pid_t const child = inChild([&] {
+        void* const service = serveNow(ignore, nullptr);
+        gate.wait();
+        TELLBUS_emit(service, "localStatus", LARGE.c_str());
+        exit(0);
+    });
+    RawClient raw(bus.address());
+    awaitName(raw);
+    bus.pause();
+    gate.open();
+    EXPECT_EQ(statusOf(child), 0);
+}

@@ -72,9 +72,10 @@ void addNumber(Json::Value& json, TagField const& field, Number const& number, C
 } // namespace
 
 Json::Value toJson(CTag const& tag, std::ostream& warnings) {
+    CTag const blank;
     Json::Value json(Json::objectValue);
     for (TagField const& field : tagFields()) {
-        if (!field.isPresent(tag) && !isAlwaysRead(field.name)) {
+        if (field.text(tag) == field.text(blank) && !isAlwaysRead(field.name)) {
             continue;
         }
         if (Number const* const number = findNumber(field.name)) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "../unit/tagdata/Streams.h"
-#include "support/TagFailure.h"
+#include "support/Thrown.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -26,12 +26,12 @@ inline Bytes bytesOf(std::uint8_t const* data, std::size_t size) {
 /** Runs a decoder: true if it gave a result, false if it refused the stream in its one way. */
 template <class Decode>
 bool decodes(Decode const& decode) {
-    TagFailure const failure = failureOf(decode);
-    if (failure.code == 0) {
+    std::unique_ptr<CTagException> const thrown = thrownBy(decode);
+    if (!thrown) {
         return true;
     }
-    require(failure.code == CTagException::ExBadIndex, "a refusal has the code of a bad index");
-    require(failure.message == "Malformed Tag Sequence", "a refusal has one message");
+    require(thrown->ExCode() == CTagException::ExBadIndex, "a refusal has a bad index's code");
+    require(thrown->Message() == "Malformed Tag Sequence", "a refusal has one message");
     return false;
 }
 

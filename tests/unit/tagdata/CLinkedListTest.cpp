@@ -1,6 +1,6 @@
 #include "tagdata/CLinkedList.h"
 
-#include "support/TagFailure.h"
+#include "support/Thrown.h"
 #include "tagdata/CAmbigTag.h"
 #include "tagdata/CStack.h"
 #include "tagdata/CTag.h"
@@ -36,10 +36,12 @@ protected:
     CLinkedList<unsigned int> mList;
 };
 
-void expectFailure(TagFailure const& failure, int code, std::string const& message) {
-    EXPECT_EQ(failure.code, code);
-    EXPECT_EQ(failure.message, message);
-    EXPECT_EQ(failure.systemError, -1);
+void expectFailure(std::unique_ptr<CTagException> const& thrown, int code,
+                   std::string const& message) {
+    ASSERT_TRUE(thrown);
+    EXPECT_EQ(thrown->ExCode(), code);
+    EXPECT_EQ(thrown->Message(), message);
+    EXPECT_EQ(thrown->SystemError, -1);
 }
 
 } // namespace
@@ -101,7 +103,7 @@ TEST_F(CLinkedListOfThree, TheLinksLeadBothWays) {
 }
 
 TEST_F(CLinkedListOfThree, PeekAtBeyondTheCountIsRefused) {
-    expectFailure(failureOf([&] { mList.PeekAt(4); }), CTagException::ExBadIndex,
+    expectFailure(thrownBy([&] { mList.PeekAt(4); }), CTagException::ExBadIndex,
                   "Index greater than list count");
     EXPECT_THAT(values(), ElementsAre(1, 2, 3));
 }
@@ -117,19 +119,19 @@ TEST(CLinkedList, PeekAtTheCountPassesTheBoundTest) {
 
 TEST(CLinkedList, PeekAtOnAnEmptyListIsRefusedFromIndex1On) {
     CLinkedList<unsigned int> list;
-    expectFailure(failureOf([&] { list.PeekAt(1); }), CTagException::ExBadIndex,
+    expectFailure(thrownBy([&] { list.PeekAt(1); }), CTagException::ExBadIndex,
                   "Index greater than list count");
 }
 
 TEST(CLinkedList, RemoveFrontOnAnEmptyListIsRefused) {
     CLinkedList<CTag> list;
-    expectFailure(failureOf([&] { list.RemoveFront(); }), CTagException::ExEmptyList,
+    expectFailure(thrownBy([&] { list.RemoveFront(); }), CTagException::ExEmptyList,
                   "RemoveFront invalid operation on empty list");
 }
 
 TEST(CLinkedList, RemoveRearOnAnEmptyListIsRefusedInItsOwnWords) {
     CLinkedList<CAmbigTag> list;
-    expectFailure(failureOf([&] { list.RemoveRear(); }), CTagException::ExEmptyList,
+    expectFailure(thrownBy([&] { list.RemoveRear(); }), CTagException::ExEmptyList,
                   "RemoveRear invalid operation on empty list");
 }
 
@@ -212,5 +214,5 @@ TEST(CStack, GivesTheLastOnePushedFirst) {
 
 TEST(CStack, PopOnAnEmptyStackIsRefused) {
     CStack<CAmbigTag> stack;
-    EXPECT_EQ(failureOf([&] { stack.Pop(); }).code, CTagException::ExEmptyList);
+    EXPECT_TRUE(thrownBy([&] { stack.Pop(); }));
 }

@@ -1,8 +1,9 @@
 #include "tagdata/CTagException.h"
 
+#include "support/Thrown.h"
+
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <type_traits>
 
 static_assert(std::has_virtual_destructor_v<CTagException>);
@@ -41,14 +42,11 @@ TEST(CTagException, TheCodesKeepTheirNumbers) {
 }
 
 TEST(CTagException, TravelsAsAPointerWithoutASystemErrorByDefault) {
-    try {
-        throwTagException(CTagException::ExBadIndex, "Malformed Tag Sequence");
-    } catch (CTagException* thrown) {
-        std::unique_ptr<CTagException> const exception(thrown);
-        EXPECT_EQ(exception->ExCode(), CTagException::ExBadIndex);
-        EXPECT_EQ(exception->Message(), "Malformed Tag Sequence");
-        EXPECT_EQ(exception->SystemError, -1);
-        return;
-    }
-    FAIL() << "nothing was thrown";
+    auto const thrown =
+        thrownBy([] { throwTagException(CTagException::ExBadIndex, "Malformed Tag Sequence"); });
+
+    ASSERT_TRUE(thrown);
+    EXPECT_EQ(thrown->ExCode(), CTagException::ExBadIndex);
+    EXPECT_EQ(thrown->Message(), "Malformed Tag Sequence");
+    EXPECT_EQ(thrown->SystemError, -1);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Streams.h"
-#include "support/TagFailure.h"
+#include "support/Thrown.h"
 #include "tagdata/HexParser.h"
 
 #include <gmock/gmock.h>
@@ -37,15 +37,16 @@ inline std::vector<DecodedCandidate> candidatesOf(Bytes const& stream) {
     return candidates;
 }
 
-inline bool isMalformed(TagFailure const& failure) {
-    return failure.code == CTagException::ExBadIndex && failure.message == "Malformed Tag Sequence"
-           && failure.systemError == -1;
+/** Whether the one failure of the decoders was thrown. */
+inline bool isMalformed(std::unique_ptr<CTagException> const& thrown) {
+    return thrown && thrown->ExCode() == CTagException::ExBadIndex
+           && thrown->Message() == "Malformed Tag Sequence" && thrown->SystemError == -1;
 }
 
 inline bool isMalformedSingle(Bytes const& stream) {
-    return isMalformed(failureOf([&] { decodeSingle(stream); }));
+    return isMalformed(thrownBy([&] { decodeSingle(stream); }));
 }
 
 inline bool isMalformedAmbig(Bytes const& stream) {
-    return isMalformed(failureOf([&] { decodeAmbig(stream); }));
+    return isMalformed(thrownBy([&] { decodeAmbig(stream); }));
 }

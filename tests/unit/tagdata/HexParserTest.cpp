@@ -107,14 +107,12 @@ TEST(HexParserExtractString, CutsElementsTo8Bits) {
 
 TEST(HexParserExtractString, RefusesARangeThatLeavesTheList) {
     for (unsigned int const start : {1U, 2U, 3U, 0xFFFFFFFFU}) {
-        TagFailure const failure = failureOf([&] { extract({'a', 'b'}, start, 2, true); });
-        EXPECT_EQ(failure.code, CTagException::ExBadIndex);
-        EXPECT_EQ(failure.message, "Index greater than list count");
+        auto const thrown = thrownBy([&] { extract({'a', 'b'}, start, 2, true); });
+        ASSERT_TRUE(thrown);
+        EXPECT_EQ(thrown->ExCode(), CTagException::ExBadIndex);
+        EXPECT_EQ(thrown->Message(), "Index greater than list count");
     }
-    EXPECT_EQ(failureOf([] {
-                  extract({'a', 'b'}, 0, 0xFFFFFFFF, true);
-              }).code,
-              CTagException::ExBadIndex);
+    EXPECT_TRUE(thrownBy([] { extract({'a', 'b'}, 0, 0xFFFFFFFF, true); }));
 }
 
 TEST(HexParserExtractString, LeavesTheListAsItIs) {

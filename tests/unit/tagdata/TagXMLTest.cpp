@@ -1,10 +1,8 @@
+#include "support/Thrown.h"
 #include "tagdata/CAmbigTag.h"
-#include "tagdata/CTagException.h"
 #include "tagdata/TagFields.h"
 
 #include <gmock/gmock.h>
-
-#include <memory>
 
 using testing::HasSubstr;
 using testing::Not;
@@ -152,12 +150,8 @@ TEST(TagFields, AreFoundByTheirExactName) {
 TEST(TagFields, ANumberFieldRefusesTextThatIsNoNumber) {
     CTag tag;
     for (char const* const name : {"ProgramNumber", "iTunesStorefrontID"}) {
-        try {
-            findTagField(name)->assign(tag, "none");
-            FAIL() << name;
-        } catch (CTagException* thrown) {
-            std::unique_ptr<CTagException> const exception(thrown);
-            EXPECT_EQ(exception->ExCode(), CTagException::ExConversion);
-        }
+        auto const thrown = thrownBy([&] { findTagField(name)->assign(tag, "none"); });
+        ASSERT_TRUE(thrown) << name;
+        EXPECT_EQ(thrown->ExCode(), CTagException::ExConversion);
     }
 }

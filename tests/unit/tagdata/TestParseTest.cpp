@@ -2,8 +2,8 @@
 
 #include "files/XMLTools.h"
 #include "support/LogFile.h"
-#include "support/TagFailure.h"
 #include "support/TempDir.h"
+#include "support/Thrown.h"
 
 #include <gmock/gmock.h>
 
@@ -82,9 +82,10 @@ TEST_F(TestParseRun, LogsSizeAndFormOfEachSample) {
 TEST_F(TestParseRun, WithoutAFileOfAmbiguousTagsEndsWithThatFailure) {
     mFolder.remove("AmbigTag.xml");
 
-    TagFailure const failure = failureOf([] { TestParse(); });
+    auto const thrown = thrownBy([] { TestParse(); });
 
-    EXPECT_EQ(failure.code, CTagException::ExXmlFile);
-    EXPECT_EQ(failure.message, "Failed to parse document");
+    ASSERT_TRUE(thrown);
+    EXPECT_EQ(thrown->ExCode(), CTagException::ExXmlFile);
+    EXPECT_EQ(thrown->Message(), "Failed to parse document");
     EXPECT_FALSE(mFolder.has("Tags.xml"));
 }

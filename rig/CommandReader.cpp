@@ -28,27 +28,30 @@ CommandReader::~CommandReader() {
 }
 
 std::optional<std::string> CommandReader::next() {
-    std::size_t searched = 0;
+    std::size_t searched = mTaken;
     while (!mStopped) {
         std::size_t const lineFeed = mPending.find('\n', searched);
         if (lineFeed != std::string::npos) {
-            return takeLine(lineFeed, 1);
+            return takeLine(lineFeed, lineFeed + 1);
         }
-        searched = mPending.size();
+        searched = mPending.size() - mTaken;
         if (!fill()) {
             break;
         }
     }
-    return mStopped || mPending.empty() ? std::nullopt : takeLine(mPending.size(), 0);
+    bool const nothingLeft = mStopped || mTaken == mPending.size();
+    return nothingLeft ? std::nullopt : takeLine(mPending.size(), mPending.size());
 }
 
-std::optional<std::string> CommandReader::takeLine(std::size_t length, std::size_t separator) {
-    std::string line = mPending.substr(0, length);
-    mPending.erase(0, length + separator);
+std::optional<std::string> CommandReader::takeLine(std::size_t end, std::size_t next) {
+    std::string line = mPending.substr(mTaken, end - mTaken);
+    mTaken = next;
     return line;
 }
 
 bool CommandReader::fill() {
+    mPending.erase(0, mTaken);
+    mTaken = 0;
     if (mEnded) {
         return false;
     }

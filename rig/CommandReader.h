@@ -24,11 +24,12 @@ public:
 
 private:
     bool fill();
-    std::optional<std::string> takeLine(std::size_t length, std::size_t separator);
+    std::optional<std::string> takeLine(std::size_t end, std::size_t next);
 
     int mInput;
     int mSignals;
     std::string mPending;
+    std::size_t mTaken = 0; ///< how much of it has been given out
     bool mEnded = false;
     bool mStopped = false;
 };

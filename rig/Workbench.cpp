@@ -76,6 +76,7 @@ void Workbench::add(std::unique_ptr<Ipod> device) {
     mDevices.erase(std::remove_if(mDevices.begin(), mDevices.end(),
                                   [&](auto const& known) { return known->device().id == id; }),
                    mDevices.end());
+    publishList();
     device->serve();
     mDevices.push_back(std::move(device));
     publishList();

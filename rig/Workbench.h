@@ -18,7 +18,7 @@ public:
     /** @throws std::runtime_error if the media service cannot join the bus */
     explicit Workbench(Report& report);
 
-    /** Carries out one line of input; what cannot be done is reported and changes nothing. */
+    /** Carries out one line of input; what cannot be done is reported. */
     void perform(std::string const& line);
 
     /** Whether "quit" was given. */

@@ -100,9 +100,11 @@ class CarTest(unittest.TestCase):
         self.folder.candidates.write_bytes(expected.candidate_file(candidates))
 
     def assert_stored(self, tags=(), candidates=()):
-        """Both tag files hold exactly the bytes for these tags."""
+        """Both tag files hold exactly the bytes for these tags, and expat reads them so."""
         self.assertEqual(self.folder.tags.read_bytes(), expected.tag_file(tags))
         self.assertEqual(self.folder.candidates.read_bytes(), expected.candidate_file(candidates))
+        self.assertEqual((self.stored(), self.candidates()), (
+            [tag["Name"] for tag in tags], [tag["Name"] for tag in candidates]))
 
     def assert_tagged(self, *entries):
         """
@@ -116,6 +118,8 @@ class CarTest(unittest.TestCase):
         for hour in self.hours():
             text = text.replace(hour.encode(), b'Time="NOW"')
         self.assertEqual(text, expected.tagged_file(timed))
+        self.assertEqual({tag["Name"]: devices for tag, _, devices in timed}, {
+            name: devices for name, _, _, devices in tagfiles.tagged(self.folder.tagged_info)})
 
     def hours(self):
         """The hours that this test has seen, as TaggedInfo.xml writes them."""

@@ -9,6 +9,7 @@
 #include <json/writer.h>
 
 #include <csignal>
+#include <mutex>
 #include <ostream>
 #include <pthread.h>
 
@@ -117,19 +118,22 @@ void check(Arguments const& arguments, Console console) {
 void watch(Arguments const& arguments, Console console) {
     arguments.takeAtMost(0);
     EndSignals const endSignals;
+    std::mutex oneLineAtATime;
     ServiceLink::OnSignal const print = [&](std::string const& name, std::string const& data) {
+        std::lock_guard const lock(oneLineAtATime);
         console.out << name + " " + withLineFeed(data) << std::flush;
     };
     ServiceLink::OnPresence const notice = [&](bool isThere) {
-        console.err << (isThere ? "the service is there\n" : "the service is gone\n") << std::flush;
+        std::lock_guard const lock(oneLineAtATime);
+        console.err << (isThere ? "the service is there\n" : "the service is not there\n")
+                    << std::flush;
     };
     ServiceLink link;
     for (char const* const signal : STATUS_SIGNALS) {
         link.subscribe(signal, print);
     }
     link.subscribePresence(notice);
-    if (!link.serviceIsThere()) {
-        console.err << "the service is not there yet\n" << std::flush;
-    }
+    // The bus keeps the order of messages: with this answer the subscriptions are in place.
+    notice(link.serviceIsThere());
     endSignals.wait();
 }

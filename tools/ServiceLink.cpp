@@ -15,9 +15,10 @@ std::string reasonOf(TELLBUS_tStatus status, int timeoutSeconds) {
     case TELLBUS_E_NO_SERVICE:
         return std::string(SERVICE_NAME) + " is not on the bus. Start the service first.";
     case TELLBUS_E_TIMEOUT:
-    case TELLBUS_E_NO_REPLY:
         return "the service gave no answer within " + std::to_string(timeoutSeconds)
-               + " s. It may be busy, or it ended over this request: see its log.";
+               + " s. It may be busy; --timeout sets how long to wait.";
+    case TELLBUS_E_NO_REPLY:
+        return "the service ended before it answered. Its log says why.";
     case TELLBUS_E_NO_BUS:
     case TELLBUS_E_DISCONNECTED:
         return "there is no service bus. Is the system bus running, or "

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import shutil
 
 from expected import candidate_file, tag_file
@@ -222,13 +223,12 @@ class Bus(StartTest):
         self.car.start_service()
         first, self.car.service = self.car.service, None
         self.car.spawn_service()
-        self.car.rig.wait("getDevices", position=len(self.car.rig.reports) - 1)
-        second = self.car.service
-        self.car.service = first
+        second, self.car.service = self.car.service, first
+        self.addCleanup(second.kill)
+        words = re.compile(
+            r"CTellbusEventServerBase: TELLBUS_registerService error 0x[89A-F][0-9A-F]+\n")
+        second.program.output.wait(words.fullmatch)
         self.assertEqual(self.car.tag(song(1))[0]["Name"], "STORED_LOCAL")
-        second.kill()
-        self.assertRegex("".join(second.program.output.finish()),
-                         r"CTellbusEventServerBase: TELLBUS_registerService error 0x[0-9A-F]+\n")
 
 
 class Installed(StartTest):

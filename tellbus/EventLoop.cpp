@@ -155,6 +155,9 @@ bool EventLoop::stop(TimePoint deadline) {
         mStopping = true;
         return false;
     }
+    if (!mThread.joinable()) {
+        return true;
+    }
     if (!run([this] { mStopping = true; }, deadline)) {
         return false;
     }

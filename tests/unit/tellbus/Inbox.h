@@ -22,6 +22,13 @@ public:
         mChanged.notify_all();
     }
 
+    /** Only counts an arrival. */
+    void count() {
+        std::lock_guard const lock(mMutex);
+        ++mArrived;
+        mChanged.notify_all();
+    }
+
     /** The next item. @throws std::runtime_error if none comes */
     Item next() {
         std::unique_lock lock(mMutex);

@@ -213,6 +213,7 @@ TEST_F(ServiceOnBus, MayUnregisterItselfInItsCallback) {
     once.handle.set_value(serve(leaving, &once));
     invoke(results, "any", "{}", 1000);
     EXPECT_EQ(once.statuses.next(), TELLBUS_OK);
+    settle(server);
     EXPECT_THAT(call("any", "{}"), Failed(TELLBUS_E_NO_SERVICE));
 }
 

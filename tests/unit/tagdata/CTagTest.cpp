@@ -209,3 +209,11 @@ TEST(CTagHTMLEncode, TextsWithZeroBytesAreKeptWhole) {
     std::string const text("a\0<", 3);
     EXPECT_EQ(CTag::HTMLEncode(text), std::string("a\0&lt;", 6));
 }
+
+TEST(CTagHTMLEncode, AMillionAmpersandsAreMovedOnce) {
+    constexpr std::size_t MILLION = 1000000;
+    std::string const encoded = CTag::HTMLEncode(std::string(MILLION, '&'));
+
+    EXPECT_EQ(encoded.size(), MILLION * 5);
+    EXPECT_EQ(encoded.substr(encoded.size() - 10), "&amp;&amp;");
+}

@@ -214,6 +214,16 @@ TEST(HexParserSingle, TheLongestStreamDecodes) {
     EXPECT_EQ(tag->StationFrequency(), std::string(255, 'x'));
 }
 
+TEST(HexParserSingle, AFieldOfAMillionBytesCostsNoWalkForEach) {
+    // With a walk from the front for each byte this would not end within the time of any test run.
+    constexpr unsigned int MILLION = 1000000;
+    Bytes stream = singleStream({});
+    stream[1] = MILLION;
+    stream.insert(stream.end(), MILLION, 'x');
+
+    EXPECT_EQ(decodeSingle(stream)->Name(), std::string(MILLION, 'x'));
+}
+
 TEST(HexParserSingle, LengthsBeyondAByteAnnounceWhatIsNotThere) {
     Bytes stream = singleStream({{Name, "Song"}});
     stream[1] = 0xFFFFFFFF;

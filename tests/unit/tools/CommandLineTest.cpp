@@ -1,3 +1,4 @@
+#include "support/Page.h"
 #include "support/TempDir.h"
 #include "tools/Commands.h"
 #include "tools/Console.h"
@@ -83,6 +84,12 @@ constexpr std::size_t PODCAST = 10;
 
 TEST(Decode, PrintsARequestOfOneTag) {
     EXPECT_EQ(run({"decode", SINGLE}).out, SINGLE_JSON);
+}
+
+TEST(Decode, PrintsWhatThePageOnTagStreamsShows) {
+    Page const page(SONGLATCH_DOCS "/tag-stream.md");
+    constexpr char HEADING[] = "A single tag, byte by byte";
+    EXPECT_EQ(run({"decode", page.block(HEADING, "```")}).out, page.block(HEADING, "```json"));
 }
 
 TEST(Decode, PrintsARequestOfTwoTagsForAnAmbiguousStream) {

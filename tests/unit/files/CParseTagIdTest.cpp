@@ -2,9 +2,9 @@
 
 #include "FilesTest.h"
 #include "LinkSeams.h"
+#include "TimeZone.h"
 #include "tagdata/CTagIdMgr.h"
 
-#include <cstdlib>
 #include <map>
 #include <stdexcept>
 
@@ -18,33 +18,6 @@ using Devices = std::vector<unsigned int>;
 unsigned char const* bytes(std::string const& text) {
     return reinterpret_cast<unsigned char const*>(text.c_str());
 }
-
-/** A time zone of the test's own. */
-class TimeZone {
-public:
-    explicit TimeZone(char const* zone) {
-        if (char const* const before = std::getenv("TZ")) {
-            mBefore = before;
-            mWasSet = true;
-        }
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-    ~TimeZone() {
-        if (mWasSet) {
-            setenv("TZ", mBefore.c_str(), 1);
-        } else {
-            unsetenv("TZ");
-        }
-        tzset();
-    }
-    TimeZone(TimeZone const&) = delete;
-    TimeZone& operator=(TimeZone const&) = delete;
-
-private:
-    std::string mBefore;
-    bool mWasSet = false;
-};
 
 /** The devices of each entry of a TaggedInfo.xml, by key. */
 class CParseTagIdTest : public FilesTest {

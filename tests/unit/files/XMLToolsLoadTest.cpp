@@ -2,11 +2,13 @@
 
 #include "FilesTest.h"
 #include "LinkSeams.h"
+#include "TimeZone.h"
 #include "support/StdoutOf.h"
 #include "support/Thrown.h"
 #include "tagdata/CTagIdMgr.h"
 
 #include <functional>
+#include <libxml/xmlIO.h>
 #include <stdexcept>
 
 using testing::ElementsAre;
@@ -171,6 +173,18 @@ TEST_F(XmlTools, AfterAFailureTheRestOfTheFileIsUnheard) {
                                          + dataPath("Tags.xml")));
 }
 
+TEST_F(XmlTools, OnlyALoadThatSucceedsCleansTheLibraryUp) {
+    // The clean-up forgets the inputs that were registered before it.
+    auto const inputsAfter = [&](std::string const& text) {
+        writeData("Tags.xml", text);
+        xmlRegisterDefaultInputCallbacks();
+        loadTags();
+        return xmlPopInputCallbacks();
+    };
+    EXPECT_EQ(inputsAfter("<MarkedTracks/>"), -1);
+    EXPECT_GE(inputsAfter("<MarkedTracks>"), 0);
+}
+
 TEST_F(XmlTools, AFailedLoadDoesNotDisturbTheNextOne) {
     writeData("Tags.xml", "<MarkedTracks><Tag ProgramNumber=\"x\"/></MarkedTracks>");
     EXPECT_EQ(loadTags()->Count(), 0U);
@@ -275,6 +289,7 @@ TEST_F(XmlTools, ParserChecksSeeNoTextContent) {
 TEST_F(XmlTools, FormattedNowIsTheTimeInUtc) {
     constexpr std::time_t MOMENT = 1276104031;
     FixedClock const clock(MOMENT);
+    TimeZone const zone("EAST-9");
     EXPECT_EQ(tools.FormattedNow(), "2010-06-09T17:20:31Z");
 }
 

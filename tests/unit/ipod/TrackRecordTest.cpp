@@ -123,6 +123,17 @@ TEST_F(TrackRecord, IsAskedForWithTheMaskTheRoomAndTheTrack) {
     EXPECT_EQ(4 + BUFFER_SIZE, requests[0].replyRoom);
 }
 
+TEST_F(TrackRecord, TheRecordOfTheDriverLinkPageIsReadFieldByField) {
+    read(hex("73 6b 69 70  00 00 00 12"
+             "00  00 00 00 06  54 69 74 6c 65 00"
+             "07  00 00 00 02  39 00"));
+    EXPECT_EQ("Title", text(0));
+    unsigned long long value = 0;
+    EXPECT_TRUE(number(7, value));
+    EXPECT_EQ(9U, value);
+    EXPECT_EQ("none", text(1));
+}
+
 TEST_F(TrackRecord, TheListOfTheReadIsNotLookedAt) {
     answer({with(record(entry(1, z("x"))))});
     EXPECT_EQ(0, ipod_uid_get_trkinfo(mHandle.get(), 99, UID));

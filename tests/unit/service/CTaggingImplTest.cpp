@@ -1,5 +1,5 @@
-// What of the service object stands by itself. The object as a whole is tested as a process on a real
-// bus, in tests/integration.
+// What of the service object stands by itself. The object as a whole is tested as a process on a
+// real bus, in tests/integration.
 #include "service/CTaggingImpl.h"
 
 #include <gtest/gtest.h>

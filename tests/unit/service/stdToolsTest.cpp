@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sys/stat.h>
 
 namespace {
 
@@ -109,6 +110,16 @@ TEST(StdToolsOutput, MakesTheFileAnewAfterItWasDeleted) {
     log.clear();
     tools.Output("b", "2", stdTools::Message);
     EXPECT_THAT(log.lines(), ElementsAre("Message: b: 2"));
+}
+
+TEST(StdToolsOutput, CreatesTheFileForEverybodyLessTheUmask) {
+    LogFile const log;
+    mode_t const umaskBefore = umask(0022);
+    stdTools().Output("src", "text", stdTools::Message);
+    umask(umaskBefore);
+    struct stat status {};
+    ASSERT_EQ(stat(log.path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0644U);
 }
 
 TEST(StdTools, ParseBoolTakesNothingButTheExactWord) {

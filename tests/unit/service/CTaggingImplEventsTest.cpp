@@ -1,0 +1,200 @@
+// The service object on a bus library that is the test's own, for events that no well-behaved bus
+// brings. Whatever a real bus can bring is tested there, in tests/integration.
+#include "service/CTaggingImpl.h"
+
+#include "bus/CTellbusEventTypes.h"
+#include "bus/CTellbusRequest.h"
+#include "bus/support/FakeTellbus.h"
+#include "files/XMLTools.h"
+#include "support/LogFile.h"
+#include "support/StdoutOf.h"
+#include "support/TempDir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr char EMPTYDOCUMENT[] = "<MarkedTracks>\n</MarkedTracks>\n";
+
+char* newText(char const* text) {
+    auto copy = std::make_unique<char[]>(std::strlen(text) + 1);
+    std::strcpy(copy.get(), text);
+    return copy.release();
+}
+
+class CTaggingImplEvents : public testing::Test {
+protected:
+    CTaggingImplEvents() {
+        folder.write("Songlatch.conf", "<conf><maxTagCount value='5'/><localStorage folder='"
+                                           + folder.path() + "'/></conf>");
+        for (char const* file : {"Tags.xml", "AmbigTag.xml", "TaggedInfo.xml"}) {
+            folder.write(file, EMPTYDOCUMENT);
+        }
+        XMLTools::_CONFIGFILEPATH = folder.path("Songlatch.conf");
+    }
+
+    ~CTaggingImplEvents() override { stop(); }
+
+    CTaggingImpl& start(bool debug = false) {
+        service = std::make_unique<CTaggingImpl>(debug);
+        return *service;
+    }
+
+    /** The router that goes with the service says so on standard output. */
+    void stop() {
+        stdoutOf([this] { service.reset(); });
+    }
+
+    /** What was emitted since the last look, as "name body". */
+    std::vector<std::string> emitted() {
+        std::vector<std::string> signals;
+        for (std::string const& call : bus.calls) {
+            if (call.rfind("emit ", 0) == 0) {
+                signals.push_back(call.substr(call.find(' ', sizeof "emit") + 1));
+            }
+        }
+        bus.calls.clear();
+        return signals;
+    }
+
+    TempDir folder;
+    LogFile log;
+    FakeTellbus bus;
+    std::unique_ptr<CTaggingImpl> service;
+};
+
+TEST_F(CTaggingImplEvents, MinusOneLeavesALocalStatusAsItIsAndStillEmitsIt) {
+    CTaggingImpl& tagging = start();
+    tagging.sendLocalStatus(3, 9);
+    emitted();
+    tagging.sendLocalStatus(-1, -1);
+    EXPECT_THAT(emitted(), ElementsAre("localStatus {\"Current\":3,\"Max\":9}\n"));
+    tagging.sendLocalStatus(-1, 7);
+    EXPECT_THAT(emitted(), ElementsAre("localStatus {\"Current\":3,\"Max\":7}\n"));
+}
+
+TEST_F(CTaggingImplEvents, AStatusOutsideTheTenIsPublishedAsAnEmptyNameAndZero) {
+    CTaggingImpl& tagging = start();
+    emitted();
+    tagging.sendTransferStatus(static_cast<CTaggingImpl::EnuStatus>(0));
+    EXPECT_THAT(emitted(), ElementsAre("transferStatus {\"Name\":\"\",\"Value\":0}\n"));
+}
+
+TEST_F(CTaggingImplEvents, NoPropertyAskedForIsNoPropertyGiven) {
+    CTaggingImpl& tagging = start();
+    emitted();
+    EXPECT_EQ(Json::FastWriter().write(tagging.getProperties(false, false, false)),
+              "{\"props\":{}}\n");
+    EXPECT_THAT(emitted(), IsEmpty());
+}
+
+TEST_F(CTaggingImplEvents, AResultOfAnotherContextIsLoggedAndOtherwiseIgnored) {
+    CTaggingImpl& tagging = start();
+    emitted();
+    log.clear();
+    char context[] = "otherCall";
+    tagging.processTellbusResult(1, "{\"devices\":[]}", context);
+    EXPECT_THAT(log.lines(),
+                ElementsAre("Message: CTaggingImpl_processTellBUSResult: --------------------",
+                            "Message: CTaggingImpl_processTellBUSResult: ResultName: otherCall",
+                            "Message: CTaggingImpl_processTellBUSResult: Exiting",
+                            "Message: CTaggingImpl_processTellBUSResult: --------------------"));
+    EXPECT_THAT(emitted(), IsEmpty());
+}
+
+TEST_F(CTaggingImplEvents, AResultWithoutAContextIsNotEvenLogged) {
+    CTaggingImpl& tagging = start();
+    log.clear();
+    tagging.processTellbusResult(1, "{\"devices\":[]}", nullptr);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(CTaggingImplEvents, ANullResultReadsAsAnEmptyAnswer) {
+    CTaggingImpl& tagging = start();
+    char context[] = "getDevices";
+    tagging.processTellbusResult(1, static_cast<char const*>(nullptr), context);
+    EXPECT_THAT(log.lines(),
+                Contains("Warning: CTaggingImpl_ProcessDeviceState(Json): deviceList is empty!"));
+}
+
+TEST_F(CTaggingImplEvents, ASignalOfAnotherSubscriptionIsOnlyRuledOff) {
+    CTaggingImpl& tagging = start();
+    emitted();
+    log.clear();
+    CTellbusSignal const signal(newText("deviceState"),
+                                newText("{\"available\":true,\"device\":{\"type\":\"ipod\"}}"));
+    tagging.processTellbusSignal(99, &signal, nullptr);
+    EXPECT_THAT(log.lines(),
+                ElementsAre("Message: CTaggingImpl_processTellbusSignal: --------------------",
+                            "Message: CTaggingImpl_processTellbusSignal: --------------------"));
+    EXPECT_THAT(emitted(), IsEmpty());
+}
+
+TEST_F(CTaggingImplEvents, NoRequestIsNoWork) {
+    CTaggingImpl& tagging = start();
+    log.clear();
+    tagging.processTellbusRequest(nullptr);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(CTaggingImplEvents, ARequestThatWantsNoReplyIsReleasedWithoutOne) {
+    CTaggingImpl& tagging = start();
+    bus.calls.clear();
+    int context = 0;
+    CTellbusRequest request(&context, "getProperties", "{}", 1, nullptr);
+    tagging.processTellbusRequest(&request);
+    EXPECT_THAT(bus.operations(), ElementsAre("freeReqContext"));
+}
+
+TEST_F(CTaggingImplEvents, RecordsNothingWithoutXmlTools) {
+    CTaggingImpl& tagging = start();
+    std::vector<CMediaDevice*> devices;
+    tagging.UpdateIpodTagIds(nullptr, nullptr, nullptr, devices);
+    EXPECT_EQ(folder.read("TaggedInfo.xml"), EMPTYDOCUMENT);
+}
+
+TEST_F(CTaggingImplEvents, EveryDeviceCountsAsFull) {
+    CTaggingImpl& tagging = start();
+    EXPECT_TRUE(tagging.isDeviceFull(0));
+    EXPECT_TRUE(tagging.isDeviceFull(7));
+}
+
+TEST_F(CTaggingImplEvents, StartsWithoutDevicesWhenTheQuestionCannotBeAsked) {
+    bus.duringInvoke = [] { throw std::runtime_error("no room for the call"); };
+    std::string const screen = stdoutOf([this] { start(); });
+    EXPECT_THAT(screen, HasSubstr("Error: Songlatching: CTaggingImpl_getDevices: Error\n"));
+    EXPECT_THAT(log.lines(), Contains("Message: CTaggingImpl_SonglatchingReady: fired"));
+}
+
+TEST_F(CTaggingImplEvents, TheEndOfTheServiceEndsItsSubscription) {
+    start();
+    EXPECT_THAT(bus.unsubscribes, IsEmpty());
+    stop();
+    ASSERT_EQ(bus.unsubscribes.size(), 1U);
+    EXPECT_EQ(bus.unsubscribes.front().handle, bus.subscriptions.front().handle);
+    bus.complete();
+}
+
+TEST_F(CTaggingImplEvents, DebugShowsItsOwnMessagesAndThoseOfTheFilesOnTheScreen) {
+    std::string const screen = stdoutOf([this] { start(true); });
+    EXPECT_THAT(screen,
+                HasSubstr("Message: Songlatching: CTaggingImpl_Constructor: Item created\n"));
+    EXPECT_THAT(screen, HasSubstr("Message: Songlatching: XMLTools_LoadTags: "));
+    stop();
+    EXPECT_THAT(stdoutOf([this] { start(false); }),
+                Not(HasSubstr("Message: Songlatching: XMLTools_LoadTags: ")));
+}
+
+} // namespace

@@ -79,7 +79,7 @@ private:
     std::mt19937 mRandom{20100301};
 };
 
-constexpr int RANDOM_STREAMS = 200;
+constexpr int RANDOM_STREAMS = 100;
 
 } // namespace
 

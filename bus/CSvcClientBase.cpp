@@ -71,7 +71,10 @@ void CSvcClientBase::processTellbusResult(unsigned int const& id, CTellbusResult
         unsigned int const id;
         ~ForgetCall() { take(calls, id); }
     } const atTheEnd{m_pendingCalls, id};
-    processTellbusResult(id, static_cast<char const*>(result->text), context);
+    // Silence is no result: what was known before stays. A caller that must know keeps time itself.
+    if (!isTellbusUnanswered(result->status)) {
+        processTellbusResult(id, static_cast<char const*>(result->text), context);
+    }
 }
 
 void CSvcClientBase::ignoreResponse(unsigned int const& id) {

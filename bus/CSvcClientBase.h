@@ -26,14 +26,17 @@ public:
     /** Events of its subscriptions and calls that still come are dropped. */
     ~CSvcClientBase();
 
-    /** Calls the text form, then forgets the call. Not to be overridden. */
+    /**
+     * Calls the text form, unless nobody answered in time, then forgets the call. Not to be
+     * overridden.
+     */
     void processTellbusResult(unsigned int const& id, CTellbusResult* result,
                               void* context) override;
     void processTellbusStatus(unsigned int const& id, unsigned int status, void* context) override;
     /**
-     * The reply to a call.
+     * The reply to a call. Does not come for a call that nobody answered.
      * @param id what invoke() returned
-     * @param text JSON, empty if the call failed; gone when the handler has returned
+     * @param text JSON, empty for an error reply; gone when the handler has returned
      * @param context what invoke() was given
      */
     virtual void processTellbusResult(unsigned int const& id, char const* text, void* context);

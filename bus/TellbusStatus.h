@@ -11,3 +11,9 @@ constexpr bool isTellbusFailure(TELLBUS_tStatus status) {
 constexpr int tellbusCode(TELLBUS_tStatus status) {
     return static_cast<int>(status & 0x0FFFFFFFU);
 }
+
+/** Whether a call ended without anybody's answer, not even an error. */
+constexpr bool isTellbusUnanswered(TELLBUS_tStatus status) {
+    return status == TELLBUS_E_TIMEOUT || status == TELLBUS_E_NO_REPLY
+           || status == TELLBUS_E_DISCONNECTED || status == TELLBUS_E_CLOSED;
+}

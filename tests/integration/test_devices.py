@@ -111,16 +111,28 @@ class Answer(CarTest):
 
 
 class NoAnswer(CarTest):
-    """A media service that never answers: the question times out after ten seconds."""
+    """A media service that is asked and never answers."""
 
     def prepare(self):
         self.car.start_rig()
-
-    def test_the_time_out_is_an_empty_answer_and_nobody_asks_again(self):
         self.car.rig.command("answer none", "answering")
-        self.assertEqual(self.car.start_service(), [local(0), connected()])
-        self.assertIn("Warning: deviceList is empty!", self.log_of(ANSWER))
-        self.assertEqual(len(self.car.rig.seen("getDevices")), 1)
+
+    def start_unanswered(self):
+        position = self.car.monitor.position
+        self.car.launch_service()
+        self.car.rig.wait("getDevices")
+        self.assertEqual(self.car.settle(position), [local(0)])
+
+    def test_nothing_happens_when_the_media_service_goes_without_an_answer(self):
+        self.start_unanswered()
+        self.assertEqual(self.car.attach(5), [connected(5)])
+        position = self.car.monitor.position
+        self.car.rig.stop()
+        self.car.monitor.wait(lambda message: message.type == "error", position, "the bus's error")
+        self.assertEqual(self.car.settle(position), [])
+        self.assertEqual(self.log_of(ANSWER), [])
+        self.assertEqual(self.car.properties("connectionStatus"),
+                         {"connectionStatus": {"Devices": [5]}})
 
 
 class Signals(CarTest):

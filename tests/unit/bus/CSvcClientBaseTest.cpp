@@ -100,6 +100,17 @@ TEST_F(CSvcClientBaseTest, AFailedCallIsAReplyWithEmptyText) {
     EXPECT_THAT(client->events, ElementsAre("result " + std::to_string(id) + " "));
 }
 
+TEST_F(CSvcClientBaseTest, ACallThatNobodyAnswersHasNoResultAndIsForgotten) {
+    for (TELLBUS_tStatus const silence :
+         {TELLBUS_E_TIMEOUT, TELLBUS_E_NO_REPLY, TELLBUS_E_DISCONNECTED, TELLBUS_E_CLOSED}) {
+        unsigned int const id = invoke();
+        bus.reply(nullptr, silence, bus.invocations.size() - 1);
+        EXPECT_EQ("", printedByRun());
+        EXPECT_THAT(client->events, IsEmpty());
+        client->ignoreResponse(id);
+    }
+}
+
 TEST_F(CSvcClientBaseTest, InvokeWithoutReplyReturnsZeroAndLeavesNoPendingCall) {
     EXPECT_EQ(0U, invoke(true));
     EXPECT_EQ(nullptr, bus.invocations.at(0).cookie);

@@ -76,6 +76,7 @@ class Replies(CarTest):
             with self.assertRaises(calls.CallFailed):
                 calls.busctl_raw(self.car.bus, "getProperties", *arguments)
         self.assertEqual(self.log_of("CTaggingImpl_processTellbusRequest", log), [])
+        self.car.settle()
         errors = [message for message in self.car.monitor.since(0) if message.type == "error"]
         self.assertEqual([error.error_name for error in errors[-3:]],
                          ["org.freedesktop.DBus.Error.InvalidArgs"] * 3)

@@ -207,13 +207,13 @@ TEST_F(CTellbusEventListenerTest, PulsesGoAtTheLowestPriorityOfRoundRobin) {
 }
 
 TEST_F(CTellbusEventListenerTest, TheConnectionIsReadAtTheTimeOfEachSend) {
-    int connection = -1;
-    CTellbusEventListener const listener(connection);
+    int const attached = mConnection;
     CTellbusEvent const event;
+    mConnection = -1;
     EXPECT_EQ(SEND_ERROR, stdoutOf([&] {
-                  EXPECT_FALSE(listener.sendEventPulse(&event, CTellbusEvent::Signal));
+                  EXPECT_FALSE(mListener.sendEventPulse(&event, CTellbusEvent::Signal));
               }));
-    connection = mConnection;
-    EXPECT_TRUE(listener.sendEventPulse(&event, CTellbusEvent::Signal));
+    mConnection = attached;
+    EXPECT_TRUE(mListener.sendEventPulse(&event, CTellbusEvent::Signal));
     EXPECT_EQ(&event, receive().event.release());
 }

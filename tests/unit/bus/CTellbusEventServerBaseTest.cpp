@@ -1,9 +1,9 @@
 #include "bus/CTellbusEventServerBase.h"
 
 #include "BusTest.h"
+#include "NewText.h"
 #include "bus/CTellbusRequest.h"
 
-#include <cstring>
 #include <stdexcept>
 #include <vector>
 
@@ -16,11 +16,6 @@ using testing::MatchesRegex;
 namespace {
 
 constexpr unsigned int FLAGS = 1;
-
-char* newText(char const* text) {
-    char* const copy = new char[std::strlen(text) + 1];
-    return std::strcpy(copy, text);
-}
 
 /** Notes what it is given, then does what the test wants. */
 class Server : public CTellbusEventServerBase {

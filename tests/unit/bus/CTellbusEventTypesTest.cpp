@@ -1,19 +1,10 @@
 #include "bus/CTellbusEventTypes.h"
 
 #include "FreeWatch.h"
+#include "NewText.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
-
-namespace {
-
-char* newText(char const* text) {
-    char* const copy = new char[std::strlen(text) + 1];
-    return std::strcpy(copy, text);
-}
-
-} // namespace
 
 TEST(CTellbusEventTypes, DefaultsAreNullAndZero) {
     EXPECT_EQ(nullptr, CTellbusEvent().data);

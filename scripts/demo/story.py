@@ -273,7 +273,7 @@ def main():
     except (NotAsExpected, Timeout, calls.CallFailed) as fault:
         print(f"\nThe story ends here: {fault}", file=sys.stderr)
     finally:
-        if keep:
+        if keep and car.service:
             say_how_to_talk(car)
         else:
             car.stop()

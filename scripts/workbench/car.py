@@ -106,6 +106,10 @@ class Rig:
         else:
             os.write(self._commands, f"{line}\n".encode())
 
+    @property
+    def pid(self):
+        return self.program.pid
+
     def wait(self, event, position=0, **fields):
         """The place behind the first such report from the position on, and the report."""
         def fits(report):
@@ -260,7 +264,7 @@ class Car:
 
     def pids(self):
         """What runs for as long as the car does."""
-        return [program.pid for program in (self.service, self.rig.program, self.bus) if program]
+        return [program.pid for program in (self.service, self.rig, self.bus) if program]
 
     def remove(self):
         """Removes the folder."""

@@ -95,7 +95,8 @@ class Program:
     def _kept(self, keep):
         # A kept program must not lose its reader when we end: "tee -p" outlives its own output.
         recorder = subprocess.Popen(["tee", "-p", str(keep)], stdin=self.process.stdout,
-                                    stdout=subprocess.PIPE, start_new_session=True)
+                                    stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                    start_new_session=True)
         self.process.stdout.close()
         return recorder.stdout
 

@@ -33,10 +33,8 @@ protected:
     }
 
     std::vector<int> receiveCodes(int count) {
-        std::vector<int> codes;
-        for (int i = 0; i < count; ++i) {
-            codes.push_back(receive().code);
-        }
+        std::vector<int> codes(static_cast<std::size_t>(count));
+        std::generate(codes.begin(), codes.end(), [this] { return receive().code; });
         return codes;
     }
 
@@ -156,6 +154,7 @@ TEST_F(Channels, ManySendersKeepTheirOwnOrder) {
     constexpr int SENDERS = 4;
     constexpr int PULSES = 5000;
     std::vector<std::thread> senders;
+    senders.reserve(SENDERS);
     for (int sender = 0; sender < SENDERS; ++sender) {
         senders.emplace_back([this, sender] {
             for (int i = 0; i < PULSES; ++i) {
@@ -166,7 +165,7 @@ TEST_F(Channels, ManySendersKeepTheirOwnOrder) {
     std::vector<std::intptr_t> next(SENDERS, 0);
     for (int i = 0; i < SENDERS * PULSES; ++i) {
         _pulse const pulse = receive();
-        auto const sender = static_cast<std::size_t>(pulse.code);
+        auto const sender = static_cast<std::uint8_t>(pulse.code);
         ASSERT_EQ(next[sender]++, reinterpret_cast<std::intptr_t>(pulse.value.sival_ptr));
     }
     for (std::thread& sender : senders) {

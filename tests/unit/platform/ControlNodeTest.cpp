@@ -6,11 +6,11 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
-#include <limits.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>

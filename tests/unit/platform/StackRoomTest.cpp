@@ -40,7 +40,7 @@ TEST(StackRoom, IsWhatTheThreadHasLeft) {
 
     EXPECT_LT(rooms.here, STACK_SIZE);
     EXPECT_GT(rooms.here, STACK_SIZE / 2);
-    EXPECT_LT(rooms.deep, rooms.here - 100 * 1024);
+    EXPECT_LT(rooms.deep, rooms.here - 102400);
 }
 
 } // namespace

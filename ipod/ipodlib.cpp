@@ -29,9 +29,10 @@ constexpr std::size_t SESSION_OPEN_REQUEST_SIZE = 10;
 /** What no message can carry, so that the send refuses it. */
 constexpr std::size_t TOO_MANY_BYTES = SIZE_MAX;
 
+/** A negative count is too large as well. */
 std::size_t bytesOf(int count, std::size_t each = 1) {
-    bool const fits = count >= 0 && static_cast<std::size_t>(count) <= INT_MAX / each;
-    return fits ? static_cast<std::size_t>(count) * each : TOO_MANY_BYTES;
+    auto const entries = static_cast<std::size_t>(count);
+    return entries <= INT_MAX / each ? entries * each : TOO_MANY_BYTES;
 }
 
 std::uint32_t asWord(int value) {

@@ -95,6 +95,7 @@ class Commands(CarTest):
         answer = json.loads(calls.busctl_raw(self.car.bus, "getDevices", "s", "{}", to=MEDIA))
         devices = json.loads(answer["data"][0])["devices"]
         self.assertEqual([device["device"]["type"] for device in devices], ["usb"])
+        self.car.monitor.wait_for_reply("getDevices", position)
         self.assertEqual([message for message in self.car.monitor.since(position)
                           if message.is_signal("deviceState")], [])
 

@@ -13,6 +13,7 @@
 #include <pthread.h>
 #include <string>
 #include <sys/mman.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -334,14 +335,23 @@ TEST_F(IpodConnect, ANodeThatDoesNotOpenIsEINVALWhateverTheReason) {
     expectFailure(std::string(5000, 'x').c_str(), EINVAL);
 }
 
-TEST_F(IpodConnect, OpensForReadingAndWriting) {
+TEST_F(IpodConnect, ANodeThatIsNoSocketOpensAndRefusesEveryMessage) {
     std::filesystem::create_directories(mFolder.path(".FS_info."));
     mFolder.write(".FS_info./control", "");
-    ipod_handle* const handle = ipod_connect(mFolder.path().c_str(), O_RDONLY | O_TRUNC);
+    ipod_handle* const handle = ipod_connect(mFolder.path().c_str(), 0);
     ASSERT_NE(nullptr, handle);
     EXPECT_EQ(-1, ipod_uid_get_trkinfo(handle, 0, 1));
     EXPECT_EQ(ENOSYS, errno);
     EXPECT_EQ(0, ipod_disconnect(handle));
+}
+
+TEST_F(IpodConnect, OpensForReadingAndWritingWhateverTheFlags) {
+    // A folder opens for reading only.
+    std::filesystem::create_directories(mFolder.path(".FS_info./control"));
+    int const fd = ipod_open(mFolder.path().c_str(), O_RDONLY);
+    EXPECT_NE(-1, fd);
+    close(fd);
+    expectFailure(mFolder.path().c_str(), EINVAL);
 }
 
 TEST_F(IpodConnect, DisconnectClosesTheNode) {

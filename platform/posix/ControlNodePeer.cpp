@@ -74,8 +74,9 @@ std::vector<std::uint8_t> ControlNodePeer::encode(ControlNodeReply const& reply)
     ControlNodeReplyHeader const header{reply.status, reply.info,
                                         static_cast<std::uint32_t>(reply.data.size())};
     auto const head = header.encode();
-    std::vector<std::uint8_t> bytes(head.begin(), head.end());
-    bytes.insert(bytes.end(), reply.data.begin(), reply.data.end());
+    std::vector<std::uint8_t> bytes(head.size() + reply.data.size());
+    std::copy(reply.data.begin(), reply.data.end(),
+              std::copy(head.begin(), head.end(), bytes.begin()));
     return bytes;
 }
 

@@ -3,12 +3,15 @@
 import json
 import subprocess
 
-from expected import tag_file
-from harness import CarTest, connected, local, main, song
+from expected import property_list, tag_file
+from harness import CarTest, connected, local, main, song, transfer
 from workbench import calls
 
 EXITING = "Warning: Main: Exiting"
 UNHANDLED = "Error: Main: Unhandled Error"
+
+SHORT_TIME = '<M>\n<TagId Name="n" Artist="a" iTunesSongID="1" Time="2010/06"></TagId>\n</M>'
+"""A record that is read, and that nobody can write again."""
 
 
 class EndTest(CarTest):
@@ -83,13 +86,21 @@ class ByRequest(EndTest):
                 self.start_again()
 
     def test_a_time_that_is_too_short_in_the_record(self):
-        self.folder.tagged_info.write_text(
-            '<M>\n<TagId Name="n" Artist="a" iTunesSongID="1" Time="2010/06"></TagId>\n</M>')
+        self.folder.tagged_info.write_text(SHORT_TIME)
         before = self.folder.tagged_info.read_bytes()
         self.assert_fatal("tagRequest", {"tags": [song(1)]})
         self.assert_unhandled()
         self.assertEqual(self.folder.tagged_info.read_bytes(), before)
         self.assertEqual(self.folder.tags.read_bytes(), tag_file([song(1)]))
+
+    def test_a_time_that_is_too_short_is_met_when_the_ipod_has_the_tags(self):
+        self.car.attach(1)
+        self.folder.tagged_info.write_text(SHORT_TIME)
+        self.assert_fatal("tagRequest", {"tags": [song(1)]})
+        self.assert_unhandled()
+        self.assertEqual(self.received(), [(1, 0, property_list([song(1)]))])
+        self.assert_stored()
+        self.assertEqual(self.folder.tagged_info.read_text(), SHORT_TIME)
 
     def test_a_reply_and_a_signal_sent_just_before_the_end_have_left(self):
         self.car.attach(1)
@@ -155,6 +166,20 @@ class ByDeviceReport(EndTest):
             "Error: Main: Error code: 2 - Message: Error running Parser", EXITING,
             printed=["Error: Songlatching: Main: Error code: 2 - Message: Error running Parser\n"])
         self.assert_stored([song(1)])
+
+    def test_a_time_that_is_too_short_ends_a_transfer_after_the_write(self):
+        self.fill([song(1)])
+        self.folder.tagged_info.write_text(SHORT_TIME)
+        position = self.car.monitor.position
+        self.car.attach(1, silent=True)
+        self.emit(json.dumps({"available": True, "device": {
+            "type": "ipod", "id": 1, "mountPoint": str(self.car.mount_point(1))}}))
+        self.assert_unhandled()
+        self.car.monitor.wait_for_signal("localStatus", position)
+        self.assertEqual(self.car.monitor.signals(position),
+                         [transfer("TRANSFER_SUCCEEDED"), local(0)])
+        self.assertEqual(self.received(), [(1, 0, property_list([song(1)]))])
+        self.assert_stored()
 
     def test_an_answer_that_is_of_the_wrong_kind(self):
         self.car.service.kill()

@@ -234,6 +234,37 @@ class Bus(StartTest):
 class Installed(StartTest):
     """The program as it is installed, which logs to its one place."""
 
+    def test_without_arguments_it_reads_its_configuration_in_etc(self):
+        # A damaged file would end it, a good one keeps it running: the line is all that counts.
+        self.car.spawn_service(arguments=[])
+        self.addCleanup(self.car.service.kill)
+        self.car.monitor.wait(lambda message: message.member == "Hello")
+        self.car.service.program.kill()
+        self.assertIn("Message: Main: Config File:/etc/Songlatch.conf", self.folder.log())
+
+    def test_it_carries_the_usage_and_information_records_word_for_word(self):
+        self.assertEqual(self.record("QNX_usage"), [
+            "service to handle HD Radio Tag for Purchase",
+            "Read doc/SonglatchingJSONInterface.doc for further information",
+            "",
+            "Supports DEBUG , FILELOGGING, CONFIGFILE as arugments.",
+            "- DEBUG outputs messages to the screen",
+            "- FILELOGGING outputs the same messages to /tmp/Songlatching.log",
+            "- CONFIGFILE takes the next argument as the full path to the config file.",
+            "  ex: CONFIGFILE /etc/Songlatchingconfig.xml"])
+        information = self.record("QNX_info")
+        self.assertEqual(information[:4], [
+            "NAME=Songlatch", "DESCRIPTION=Service to handle HD Radio Tag for Purchase",
+            "STATE=Experimental", "VERSION=1.0.15"])
+        self.assertRegex(information[4], r"\ADATE=\w{3} [ \d]\d \d{4}\Z")
+
+    def record(self, section):
+        """The lines of a section of the program."""
+        path = self.folder.path / section
+        subprocess.run(["objcopy", "--dump-section", f"{section}={path}", binary("Songlatch"),
+                        os.devnull], check=True)
+        return path.read_text().rstrip("\0").removesuffix("\n").split("\n")
+
     def test_it_stores_a_tag_and_logs_to_tmp(self):
         self.assertTrue(os.access(binary("Songlatch"), os.X_OK))
         self.car.start_service(program="Songlatch")

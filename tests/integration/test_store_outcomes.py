@@ -66,6 +66,23 @@ class WithoutIpod(StoreTest):
         self.assert_outcome("LOCAL_STORAGE_FULL", log=["Ambig Tag Count: 2", "Total Tags: 10"])
         self.assertEqual(self.files(), before)
 
+    def test_a_count_beyond_the_limit_is_full_too(self):
+        self.fill([song(number) for number in range(3)])
+        for limit in (1, 2, 3):
+            with self.subTest(limit):
+                self.folder.configure(limit=limit)
+                self.request()
+                self.assertEqual(self.reply, STATUS["LOCAL_STORAGE_FULL"])
+        self.folder.configure(limit=4)
+        self.request()
+        self.assertEqual(self.reply, STATUS["STORED_LOCAL"])
+
+    def test_a_negative_limit_is_always_reached(self):
+        self.folder.configure(limit=-1)
+        self.request()
+        self.assertEqual(self.reply, STATUS["LOCAL_STORAGE_FULL"])
+        self.assert_stored()
+
     def test_a_single_candidate_adds_nothing_to_the_count(self):
         stored = [song(number) for number in range(9)]
         self.fill(stored, [song(20)])
@@ -251,7 +268,7 @@ class MultiplesSpecified(StoreTest):
     configuration = {"enabled": "true", "choose": "specify"}
 
     def test_device_0_is_stored_locally_required_instead_of_the_interim_error(self):
-        self.plug((1, "none"))
+        self.plug((0, "none"), (1, "none"))
         self.request(device=0)
         self.assert_outcome("STORED_LOCAL", 2, log=[*LOADED, WALK, LOCALLY])
         self.assertEqual(self.exchanges, [])

@@ -1,6 +1,7 @@
 """Moving stored tags to an iPod: every way it can end, and what is signalled when."""
 
 import errno
+import os
 
 from expected import candidate_file, property_list, tag_file, tagged_file
 from harness import (NO_DEVICE, STATUS, CarTest, connected, local, main, song, transfer)
@@ -81,12 +82,50 @@ class OnArrival(TransferTest):
                 # Recorded all the same, as every attached iPod is.
                 self.assert_tagged((OLD, False, [1]), (OTHER, False, [1]))
 
+    def test_tags_and_candidates_that_stay_are_both_rewritten(self):
+        pair = [song(20), song(21, ButtonPressed=True)]
+        for words in ({"caps": "3"}, {"fault": "write=EIO"}):
+            with self.subTest(words):
+                self.folder.tags.write_bytes(tag_file([OLD]).replace(b"MarkedTracks", b"Any"))
+                self.folder.candidates.write_bytes(
+                    candidate_file(pair).replace(b"MarkedTracks", b"Any"))
+                self.arrive(1, **words)
+                self.assert_stored([OLD], pair)
+
     def test_the_failure_is_told_after_the_local_rewrite(self):
         self.arrive(1, fault="write=EIO")
         log = self.folder.log()
         writing = len(log) - 1 - log[::-1].index("Message: XMLTools_WriteTagXML: Finished")
         self.assertGreater(writing, log.index(f"Message: {SOURCE}: Storing locally"))
         self.assert_stored([OLD, OTHER])
+
+    def test_what_fails_after_the_ipod_took_the_tags_does_not_count_as_a_failed_transfer(self):
+        self.car.attach(1, silent=True)
+        self.car.rig.command("fault 1 slow=60000", "changed")
+        position = self.car.monitor.position
+        self.car.rig.command(
+            f'signal {{"available":true,"device":{{"type":"ipod","id":1,'
+            f'"mountPoint":"{self.car.mount_point(1)}"}}}}', "signalled")
+        self.car.rig.wait("delayed")
+        # The transfer has its configuration; emptying the files will look for it once more.
+        good = self.folder.configuration.read_bytes()
+        self.folder.configuration.write_text("<half")
+        log = self.mark()
+        self.car.rig.command("fault 1 none", "changed")
+        self.assertEqual(self.car.settle(position),
+                         [transfer("TRANSFER_SUCCEEDED"), connected(1)])
+        self.assertEqual(self.log_of(SOURCE, log), [DONE])
+        self.assert_untouched()
+        self.folder.configuration.write_bytes(good)
+
+    def test_no_capability_request_leaves_a_descriptor_behind(self):
+        def descriptors():
+            return len(os.listdir(f"/proc/{self.car.service.pid}/fd"))
+        self.arrive(1, caps="3")
+        before = descriptors()
+        for fault in ("none", "none", "caps=EIO", "caps=EIO", "vanish=caps"):
+            self.arrive(1, fault=fault, caps="3")
+        self.assertEqual(descriptors(), before)
 
     def test_an_incapable_ipod_below_the_limit(self):
         for caps in ("3", "none", "80,88", "1,2,3,4,5,6,7,9,10,8"):

@@ -16,7 +16,7 @@ namespace {
 
 constexpr char OPENING[] = "<interface";
 constexpr char CLOSING[] = "</interface>";
-constexpr std::size_t DESCRIPTION_LIMIT = 1024U * 1024U;
+constexpr std::size_t DESCRIPTION_LIMIT = std::size_t{1024} * 1024;
 
 constexpr char OWN_INTERFACES[] = R"(  <interface name="org.freedesktop.DBus.Introspectable">
     <method name="Introspect">
@@ -77,7 +77,8 @@ bool isText(std::string const& text) {
 
 std::string installedDescription(std::string const& serviceName) {
     for (auto const& folder : dataFolders()) {
-        std::string const path = folder + "/dbus-1/interfaces/" + serviceName + ".xml";
+        std::string path = folder;
+        path.append("/dbus-1/interfaces/").append(serviceName).append(".xml");
         std::ifstream file(path, std::ios::binary);
         if (!file) {
             continue;

@@ -31,6 +31,8 @@
 #ifndef TELLBUS_TELLBUS_H
 #define TELLBUS_TELLBUS_H
 
+/* NOLINTBEGIN(modernize-*): C programs include this too. */
+
 #include <stdbool.h>
 #include <stdint.h>
 
@@ -268,5 +270,7 @@ TELLBUS_API void TELLBUS_freeReqContext(void* requestContext);
 #ifdef __cplusplus
 }
 #endif
+
+/* NOLINTEND(modernize-*) */
 
 #endif

@@ -81,7 +81,7 @@ class WithoutIpod(StoreTest):
         self.folder.configure(limit=-1)
         self.request()
         self.assertEqual(self.reply, STATUS["LOCAL_STORAGE_FULL"])
-        self.assert_stored()
+        self.assertFalse(self.folder.tags.exists())
 
     def test_a_single_candidate_adds_nothing_to_the_count(self):
         stored = [song(number) for number in range(9)]

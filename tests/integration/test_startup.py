@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 import shutil
+import subprocess
 
 from expected import candidate_file, tag_file
 from harness import CarTest, connected, local, main, song
@@ -236,10 +237,10 @@ class Installed(StartTest):
 
     def test_without_arguments_it_reads_its_configuration_in_etc(self):
         # A damaged file would end it, a good one keeps it running: the line is all that counts.
+        position = self.car.monitor.position
         self.car.spawn_service(arguments=[])
-        self.addCleanup(self.car.service.kill)
-        self.car.monitor.wait(lambda message: message.member == "Hello")
-        self.car.service.program.kill()
+        self.car.monitor.wait(lambda message: message.member == "Hello", position)
+        self.car.service.kill()
         self.assertIn("Message: Main: Config File:/etc/Songlatch.conf", self.folder.log())
 
     def test_it_carries_the_usage_and_information_records_word_for_word(self):

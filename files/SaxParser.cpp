@@ -1,32 +1,68 @@
 // The fence around libxml2.
 //
 // libxml2 is C: an exception that crossed its frames would skip its clean-up. So it never sees a
-// callback itself but a wrapper, which keeps the first exception and turns all further callbacks of
-// the same parse into nothing. The parser runs to its end unheard, gives back what it holds, and
-// only then is the exception raised again, to go on as if it had been thrown in the parse.
+// callback itself but a wrapper, which keeps the first exception, stops the parser and turns all
+// further callbacks of the same parse into nothing. The parser gives back what it holds, and only
+// then is the exception raised again, to go on as if it had been thrown in the parse. What the
+// parser returns is not looked at in that case: a parser that was stopped may well report success.
 #include "SaxParser.h"
 
+#include <cassert>
 #include <cstdio>
 
 namespace {
 
 constexpr int OLDEST_LIBXML2 = 20703;
 
+SaxRun* runUnderWay = nullptr;
+
 template <class Parse>
-int parse(void* userData, Parse source) {
+int parse(xmlSAXHandler& handler, void* userData, Parse source) {
     // Without this a stored "&amp;" would come back as "&#38;". Set for each parse, since
     // xmlCleanupParser() may forget it. No entity of a file's own gains from it: there is no
     // callback that would declare or find one. Test: XmlEntities.*
     xmlSubstituteEntitiesDefault(1);
-    SaxRun run{userData, nullptr};
-    int const result = source(&run);
-    if (run.failure) {
-        std::rethrow_exception(run.failure);
-    }
+    SaxRun run(userData);
+    handler.startDocument = SaxRun::start;
+    int const result = source();
+    run.raiseFailure();
     return result;
 }
 
 } // namespace
+
+SaxRun::SaxRun(void* userData) : mUserData(userData) {
+    assert(runUnderWay == nullptr);
+    runUnderWay = this;
+}
+
+SaxRun::~SaxRun() {
+    runUnderWay = nullptr;
+}
+
+SaxRun& SaxRun::current() {
+    return *runUnderWay;
+}
+
+void SaxRun::start(void* parser) {
+    SaxRun& run = current();
+    run.mParser = static_cast<xmlParserCtxt*>(parser);
+    // From here on it has user data of ours: a parser that finds itself there declares the entities
+    // of a document on its own, and opens what they name. Test: XmlEntities.NeverOpenAnotherFile.
+    run.mParser->userData = run.mUserData;
+}
+
+void SaxRun::stopAfterFailure() {
+    if (mFailure) {
+        xmlStopParser(mParser);
+    }
+}
+
+void SaxRun::raiseFailure() const {
+    if (mFailure) {
+        std::rethrow_exception(mFailure);
+    }
+}
 
 std::string formatted(char const* format, std::va_list arguments) {
     std::va_list copy;
@@ -46,13 +82,15 @@ void checkLibXml() {
     xmlCheckVersion(OLDEST_LIBXML2);
 }
 
+// Without user data the parser gives itself to the first callback, which is how it can be stopped.
+
 int parseFile(xmlSAXHandler& handler, void* userData, std::string const& path) {
-    return parse(userData,
-                 [&](SaxRun* run) { return xmlSAXUserParseFile(&handler, run, path.c_str()); });
+    return parse(handler, userData,
+                 [&] { return xmlSAXUserParseFile(&handler, nullptr, path.c_str()); });
 }
 
 int parseMemory(xmlSAXHandler& handler, void* userData, std::string const& text) {
-    return parse(userData, [&](SaxRun* run) {
-        return xmlSAXUserParseMemory(&handler, run, text.data(), static_cast<int>(text.size()));
+    return parse(handler, userData, [&] {
+        return xmlSAXUserParseMemory(&handler, nullptr, text.data(), static_cast<int>(text.size()));
     });
 }

@@ -7,39 +7,65 @@
 #include <libxml/parser.h>
 #include <string>
 
-/** What the callbacks of one parse share: the user's data and the first thing that was thrown. */
-struct SaxRun {
-    void* userData;
-    std::exception_ptr failure;
+/**
+ * The parse that is under way: its parser, the user's data and the first thing that a callback
+ * threw. There is never more than one: loads run on the main thread and do not overlap.
+ */
+class SaxRun {
+public:
+    explicit SaxRun(void* userData);
+    ~SaxRun();
+    SaxRun(SaxRun const&) = delete;
+    SaxRun& operator=(SaxRun const&) = delete;
+
+    static SaxRun& current();
+
+    /** Takes note of the parser. To be the parser's first callback. */
+    static void start(void* parser);
+
+    /** Runs a callback unless an earlier one has failed, and keeps what it throws. */
+    template <class Action>
+    void fence(Action action) {
+        if (mFailure) {
+            return;
+        }
+        try {
+            action(mUserData);
+        } catch (...) {
+            mFailure = std::current_exception();
+        }
+    }
+
+    void stopAfterFailure();
+
+    /** Raises what a callback threw. To be called once the parser has returned. */
+    void raiseFailure() const;
+
+private:
+    void* mUserData;
+    xmlParserCtxt* mParser = nullptr;
+    std::exception_ptr mFailure;
 };
 
-/** Runs one callback unless an earlier one has failed, and keeps what it throws. */
-template <class Action>
-void fence(void* context, Action action) {
-    auto& run = *static_cast<SaxRun*>(context);
-    if (run.failure) {
-        return;
-    }
-    try {
-        action(run.userData);
-    } catch (...) {
-        run.failure = std::current_exception();
-    }
-}
-
 template <auto Callback, class... Arguments>
-void fenced(void* context, Arguments... arguments) {
-    fence(context, [&](void* userData) { Callback(userData, arguments...); });
+void fenced(void* /*context*/, Arguments... arguments) {
+    SaxRun& run = SaxRun::current();
+    run.fence([&](void* userData) { Callback(userData, arguments...); });
+    run.stopAfterFailure();
 }
 
 std::string formatted(char const* format, std::va_list arguments);
 
+/**
+ * Leaves it to the next other callback to stop the parser, which may hold on to the input here that
+ * a stop frees. Test: XmlTools.AFailureInAReportLeavesTheParserItsInput.
+ */
 template <auto Report>
-void fencedReport(void* context, char const* format, ...) {
+void fencedReport(void* /*context*/, char const* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    fence(context,
-          [&](void* userData) { Report(userData, "%s", formatted(format, arguments).c_str()); });
+    SaxRun::current().fence(
+        [&](void* userData) { Report(userData, "%s", formatted(format, arguments).c_str()); });
     va_end(arguments);
 }
 
@@ -64,9 +90,9 @@ xmlSAXHandler handlerFor() {
 void checkLibXml();
 
 /**
- * Parses a file or a text with fenced callbacks.
+ * Parses a file or a text with fenced callbacks, up to the first that fails.
  * @return 0 for a well-formed document
- * @throws what the first failing callback threw, once the parser has returned
+ * @throws what that callback threw, once the parser has returned
  */
 int parseFile(xmlSAXHandler& handler, void* userData, std::string const& path);
 int parseMemory(xmlSAXHandler& handler, void* userData, std::string const& text);

@@ -7,7 +7,11 @@
 #include "support/Thrown.h"
 #include "tagdata/CTagIdMgr.h"
 
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
 #include <functional>
+#include <libxml/parser.h>
 #include <libxml/xmlIO.h>
 #include <stdexcept>
 
@@ -22,6 +26,50 @@ protected:
 };
 
 std::string const TWO_TAGS = "<MarkedTracks><Tag Name=\"a\"/><Tag Name=\"b\"/></MarkedTracks>";
+
+void failInACallback() {
+    throw std::runtime_error("from a callback");
+}
+
+/** What the parser itself has met since the last look, 0 for nothing; heard or not. */
+int parserErrorOf(std::function<void()> const& parse) {
+    xmlResetLastError();
+    parse();
+    xmlError const* const error = xmlGetLastError();
+    return error == nullptr ? 0 : error->code;
+}
+
+/** A text that stands in for the tag file, and how much of it the parser has taken. */
+class ReadText {
+public:
+    explicit ReadText(std::string text) {
+        mText = std::move(text);
+        mTaken = 0;
+        xmlRegisterDefaultInputCallbacks();
+        xmlRegisterInputCallbacks(
+            [](char const* path) {
+                return static_cast<int>(std::filesystem::path(path).filename() == "Tags.xml");
+            },
+            [](char const*) -> void* { return &mText; }, read, [](void*) { return 0; });
+    }
+    ~ReadText() { xmlPopInputCallbacks(); }
+    ReadText(ReadText const&) = delete;
+    ReadText& operator=(ReadText const&) = delete;
+
+    std::size_t taken() const { return mTaken; }
+    std::size_t size() const { return mText.size(); }
+
+private:
+    static int read(void*, char* buffer, int room) {
+        std::size_t const count = std::min(mText.size() - mTaken, static_cast<std::size_t>(room));
+        std::memcpy(buffer, mText.data() + mTaken, count);
+        mTaken += count;
+        return static_cast<int>(count);
+    }
+
+    inline static std::string mText;
+    inline static std::size_t mTaken = 0;
+};
 
 } // namespace
 
@@ -152,7 +200,7 @@ TEST_F(XmlTools, ElementsAndAttributesInANamespaceAreKnownByTheirLocalNames) {
 
 TEST_F(XmlTools, WhatACallbackThrowsComesOutOnceTheParserHasReturned) {
     writeData("Tags.xml", "<MarkedTracks></Tag>");
-    LogFault const fault("in error", [] { throw std::runtime_error("from a callback"); });
+    LogFault const fault("in error", failInACallback);
     EXPECT_THROW(loadTags(), std::runtime_error);
     EXPECT_FALSE(log.has("Error: XMLTools_LoadTags: Failed to parse document."));
 }
@@ -171,6 +219,50 @@ TEST_F(XmlTools, AfterAFailureTheRestOfTheFileIsUnheard) {
     EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(loadTags()->Count(), 0U); }), "");
     EXPECT_THAT(log.lines(), ElementsAre("Message: XMLTools_LoadTags: Attempting Parse of "
                                          + dataPath("Tags.xml")));
+}
+
+TEST_F(XmlTools, AFailureStopsTheParserBeforeWhatStandsBehindIt) {
+    constexpr char BAD_AND_ILL_FORMED[] =
+        "<m><Tag ProgramNumber=\"x\"/><AmbigTag ButtonPressed=\"x\"/>"
+        "<maxTagCount value=\"x\"/><open></m>";
+    writeData("Tags.xml", BAD_AND_ILL_FORMED);
+    writeData("AmbigTag.xml", BAD_AND_ILL_FORMED);
+    EXPECT_EQ(parserErrorOf([&] { loadTags(); }), 0);
+    EXPECT_EQ(parserErrorOf([&] { thrownBy([&] { loadAmbigTags(); }); }), 0);
+    configure(BAD_AND_ILL_FORMED);
+    EXPECT_EQ(parserErrorOf([&] { thrownBy([&] { tools.LoadConfig(); }); }), 0);
+}
+
+TEST_F(XmlTools, AFailureStopsTheParserOfAText) {
+    LogFault const fault("in endElementNs", failInACallback);
+    EXPECT_EQ(parserErrorOf([&] { EXPECT_TRUE(tools.TestParseXML("<a><b/><open></a>")); }), 0);
+    EXPECT_FALSE(log.has("Error: XMLTools_TestParseXML: Failed to parse document."));
+    EXPECT_EQ(log.lines().back(), "Error: XMLTools_TestParseXML: Error running Parser");
+}
+
+TEST_F(XmlTools, AfterAFailureTheRestOfTheFileIsNotRead) {
+    std::string text = "<MarkedTracks><Tag ProgramNumber=\"x\"/>";
+    for (int i = 0; i < 100'000; ++i) {
+        text += "<Tag Name=\"a\"/>";
+    }
+    ReadText const file(text + "</MarkedTracks>");
+    EXPECT_EQ(loadTags()->Count(), 0U);
+    EXPECT_LT(file.taken(), file.size() / 10);
+}
+
+TEST_F(XmlTools, AFailureInAReportStopsTheParserAtTheNextElement) {
+    writeData("Tags.xml", "<MarkedTracks><?xmlish?><Tag Name=\"a\"/><open></MarkedTracks>");
+    LogFault const fault("in warning", failInACallback);
+    EXPECT_EQ(parserErrorOf([&] { EXPECT_THROW(loadTags(), std::runtime_error); }),
+              XML_ERR_RESERVED_XML_NAME);
+}
+
+TEST_F(XmlTools, AFailureInAReportLeavesTheParserItsInput) {
+    // Large enough to be given back to the system, so that a step into it would be the end.
+    std::string const text = "<a>]]>" + std::string(10'000'000, 'x') + "</a>";
+    LogFault const fault("in error", failInACallback);
+    EXPECT_TRUE(tools.TestParseXML(text));
+    EXPECT_EQ(log.lines().back(), "Error: XMLTools_TestParseXML: Error running Parser");
 }
 
 TEST_F(XmlTools, OnlyALoadThatSucceedsCleansTheLibraryUp) {

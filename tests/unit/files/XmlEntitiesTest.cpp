@@ -103,10 +103,14 @@ TEST_F(XmlEntities, NeverOpenAnotherFile) {
         "[<!ENTITY % p SYSTEM \"" + folder.path("other.dtd") + "\"> %p; <!ENTITY e \"x\">]",
     };
     for (std::string const& documentType : documentTypes) {
-        std::string const head = "<!DOCTYPE m " + documentType + "><m>";
-        for (char const* const content : {"<Tag Name=\"[&e;]\"/>", "&e;<Tag Name=\"a\"/>"}) {
-            writeData("Tags.xml", head + content + "</m>");
-            EXPECT_THAT(openedByLoadTags(), ElementsAre(dataPath("Tags.xml"))) << documentType;
+        // With declarations that are well-formed, odd and ill-formed: the parser reads on.
+        for (std::string const declaration :
+             {"", "<?xml version=\"1.7\"?>", "<?xml version=\"1.0\" odd?>", "<?xml?>", "<?xml "}) {
+            std::string const head = declaration + "<!DOCTYPE m " + documentType + "><m>";
+            for (char const* const content : {"<Tag Name=\"[&e;]\"/>", "&e;<Tag Name=\"a\"/>"}) {
+                writeData("Tags.xml", head + content + "</m>");
+                EXPECT_THAT(openedByLoadTags(), ElementsAre(dataPath("Tags.xml"))) << head;
+            }
         }
     }
 }

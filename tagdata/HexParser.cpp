@@ -227,11 +227,15 @@ CHexParser::~CHexParser() = default;
 
 CLinkedList<unsigned int>* CHexParser::StringToList(std::string text) const {
     constexpr int BASE_BY_PREFIX = 0;
+    // A number too large is the largest of 32 bits also where long has more.
+    // Test: HexParserStringToList.ANumberBeyond32BitsEndsAtTheLargestOnEveryMachine.
+    constexpr unsigned long LARGEST = 0xFFFFFFFF;
     auto list = makeList<unsigned int>();
     std::istringstream stream(text);
     for (std::string token; std::getline(stream, token, SEPARATOR);) {
         unsigned long const value = std::strtoul(("0x" + token).c_str(), nullptr, BASE_BY_PREFIX);
-        list->AddRear(std::make_unique<unsigned int>(static_cast<unsigned int>(value)).release());
+        auto const element = static_cast<unsigned int>(std::min(value, LARGEST));
+        list->AddRear(std::make_unique<unsigned int>(element).release());
     }
     return list.release();
 }

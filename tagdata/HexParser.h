@@ -21,7 +21,7 @@ public:
 
     /**
      * The elements between single blanks, as hexadecimal numbers. Never fails: what is no number
-     * is 0. The caller owns the list and its elements.
+     * is 0, what is too large is 4294967295. The caller owns the list and its elements.
      */
     CLinkedList<unsigned int>* StringToList(std::string text) const;
 

@@ -76,8 +76,14 @@ TEST(HexParserStringToList, AnElementMayBeLargerThanAByte) {
                 ElementsAre(0x100, 0x12345678, 0xFFFFFFFF, 1));
 }
 
-TEST(HexParserStringToList, ANumberBeyondAllBoundsEndsAtTheLargest) {
-    EXPECT_THAT(listFrom(std::string(40, 'F')), ElementsAre(0xFFFFFFFF));
+TEST(HexParserStringToList, ANumberBeyond32BitsEndsAtTheLargestOnEveryMachine) {
+    std::string const digits40(40, '1');
+    EXPECT_THAT(listFrom("FFFFFFFF 100000000 123456789A FFFFFFFF00000001 " + digits40),
+                ElementsAre(4294967295, 4294967295, 4294967295, 4294967295, 4294967295));
+}
+
+TEST(HexParserStringToList, LeadingZerosDoNotCount) {
+    EXPECT_THAT(listFrom(std::string(40, '0') + "12345678"), ElementsAre(0x12345678));
 }
 
 TEST(HexParserExtractString, TakesTheBytesOfTheRange) {

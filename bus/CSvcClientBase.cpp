@@ -102,8 +102,8 @@ unsigned int CSvcClientBase::subscribeOwnerChanged(char const* name, void* conte
     TELLBUS_tStatus const status = TELLBUS_subscribeOwnerChanged(
         m_busConnection, name, CTellbusEventListener::onTellbusNameOwnerChanged, cookie, &handle);
     if (!keepSubscription(status, id, handle, cookie)) {
-        // The full stop stands behind the line feed. Test:
-        // CSvcClientBase.AFailedOwnerSubscriptionPrintsItsLineWithTheStopBehindTheLineFeedAsRequired
+        // The full stop stands behind the line feed.
+        // Test: CSvcClientBaseTest.*WithTheStopBehindTheLineFeedAsRequired.
         report("error subscribing for ownerChange signal\n.");
     }
     return id;

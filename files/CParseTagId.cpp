@@ -70,7 +70,7 @@ void CParseTagId::startElementNs(void* ctx, unsigned char const* localname,
     auto& manager = *static_cast<CTagIdManager*>(ctx);
     CTagIdInfo const info = identityOf(SaxAttributes(attributes, nb_attributes));
     // A repeated entry does not become current: its devices go to the entry before it.
-    // Test: CParseTagIdTest.DevicesOfARepeatedEntryGoToTheEntryBeforeItAsRequired.
+    // Test: CParseTagIdFile.DevicesOfARepeatedEntryGoToTheEntryBeforeItAsRequired.
     if (manager.findTagBlockByTagIdInfo(info) == nullptr) {
         manager.addTagBlockByTagId(info);
     }
@@ -85,7 +85,7 @@ void CParseTagId::onCharacters(void* ctx, unsigned char const* ch, int len) {
     }
     // No element is tracked: what makes a text a device id is what follows it in the buffer, so
     // that a comment before the end tag hides it. Compared in place, since the rest of the buffer
-    // is long. Test: CParseTagIdTest.ACommentBeforeTheEndTagHidesTheDeviceAsRequired.
+    // is long. Test: CParseTagIdFile.ACommentBeforeTheEndTagHidesTheDeviceAsRequired.
     auto const* const text = reinterpret_cast<char const*>(ch);
     auto const length = static_cast<std::size_t>(len);
     if (isDeviceId(text, length)) {

@@ -29,7 +29,7 @@ constexpr char SEPARATOR = ' ';
 constexpr char UNCONVERTIBLE = '?';
 
 // Candidates are logged under the name of the decoder of single tags too.
-// Test: HexParserAmbig.LogsUnderTheNameOfTheSingleDecoderAsRequired.
+// Test: HexParserAmbigBounds.LogsUnderTheNameOfTheSingleDecoderAsRequired.
 constexpr char LOG_SOURCE[] = "CHexParser_ParseSingle";
 
 enum class Verdict { Extract, LeaveEmpty, Fail };
@@ -90,7 +90,7 @@ struct Form {
 };
 
 // The odd rules are no slips to be made uniform. Tests: HexParserSingle.*AsRequired,
-// HexParserAmbig.*AsRequired.
+// HexParserAmbigBounds.*AsRequired.
 constexpr Form singleForm() {
     Form form{{}, false, true};
     form.rules[STREAM_ARTIST] = {wholeOrAsName, "Name"};

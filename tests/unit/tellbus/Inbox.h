@@ -9,7 +9,7 @@
 #include <utility>
 
 /** Long enough for the slowest machine under the slowest sanitizer; reached only by failures. */
-constexpr std::chrono::seconds PATIENCE{120};
+constexpr std::chrono::seconds PATIENCE{60};
 
 /** What callbacks bring on the library's thread, for the test's thread to wait for. */
 template <class Item>

@@ -1,7 +1,8 @@
 #include "files/CParseConfig.h"
 
 #include "FilesTest.h"
-#include "LinkSeams.h"
+#include "LibraryCheck.h"
+#include "support/LogFault.h"
 #include "support/StdoutOf.h"
 #include "support/Thrown.h"
 

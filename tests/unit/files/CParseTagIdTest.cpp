@@ -1,8 +1,8 @@
 #include "files/CParseTagId.h"
 
 #include "FilesTest.h"
-#include "LinkSeams.h"
-#include "TimeZone.h"
+#include "support/FixedClock.h"
+#include "support/TimeZone.h"
 #include "tagdata/CTagIdMgr.h"
 
 #include <map>

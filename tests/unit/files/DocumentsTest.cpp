@@ -1,8 +1,8 @@
 // What the documents show and what the package lays down is what the code writes and reads.
 #include "FilesTest.h"
-#include "LinkSeams.h"
 #include "platform/ControlNode.h"
 #include "platform/ControlNodeServer.h"
+#include "support/FixedClock.h"
 #include "tagdata/CTagIdMgr.h"
 
 #include <thread>

@@ -1,8 +1,8 @@
 #include "files/ParseFSM.h"
 
 #include "FilesTest.h"
-#include "LinkSeams.h"
 #include "files/CParseTagId.h"
+#include "support/LogFault.h"
 #include "support/StdoutOf.h"
 
 #include <array>

@@ -1,9 +1,10 @@
 #include "files/XMLTools.h"
 
 #include "FilesTest.h"
-#include "LinkSeams.h"
 #include "platform/ControlNode.h"
 #include "platform/ControlNodeServer.h"
+#include "support/FixedClock.h"
+#include "support/LogFault.h"
 #include "support/Thrown.h"
 #include "tagdata/CStack.h"
 #include "tagdata/CTagIdMgr.h"

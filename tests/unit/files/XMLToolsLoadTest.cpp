@@ -1,10 +1,12 @@
 #include "files/XMLTools.h"
 
 #include "FilesTest.h"
-#include "LinkSeams.h"
-#include "TimeZone.h"
+#include "LibraryCheck.h"
+#include "support/FixedClock.h"
+#include "support/LogFault.h"
 #include "support/StdoutOf.h"
 #include "support/Thrown.h"
+#include "support/TimeZone.h"
 #include "tagdata/CTagIdMgr.h"
 
 #include <algorithm>

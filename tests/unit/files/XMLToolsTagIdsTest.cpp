@@ -1,7 +1,7 @@
 #include "files/XMLTools.h"
 
 #include "FilesTest.h"
-#include "LinkSeams.h"
+#include "support/FixedClock.h"
 #include "support/StdoutOf.h"
 #include "tagdata/CTagIdMgr.h"
 

@@ -3,12 +3,16 @@
 #include "Decoding.h"
 #include "Streams.h"
 #include "support/FixedClock.h"
+#include "support/LogFault.h"
 #include "support/TimeZone.h"
 
 #include <gmock/gmock.h>
 
 #include <ctime>
+#include <functional>
+#include <stdexcept>
 #include <type_traits>
+#include <utility>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -123,4 +127,23 @@ TEST(HexParser, FormattedNowIsThePresentInUtc) {
     FixedClock const clock(MOMENT);
     TimeZone const zone("EAST-9");
     EXPECT_EQ(PARSER.FormattedNow(), "2010-03-01T17:05:09Z");
+}
+
+TEST(HexParser, WhateverIsThrownWhileDecodingIsTheOneFailure) {
+    std::pair<char const*, std::function<void()>> const kinds[] = {
+        {"a standard exception", [] { throw std::runtime_error("no room"); }},
+        {"a number", [] { throw 7; }},
+        {"a CTagException by value",
+         [] { throw CTagException(CTagException::ExUnhandled, "by value", 7); }},
+        {"a CTagException",
+         [] { throwTagException(CTagException::ExUnhandled, "another one", 7); }},
+    };
+    for (auto const& [kind, fail] : kinds) {
+        {
+            LogFault const fault("All Starts Found", fail);
+            EXPECT_TRUE(isMalformedSingle(singleStream({{Name, "Song"}}))) << kind;
+        }
+        LogFault const fault("Storing Tag", fail);
+        EXPECT_TRUE(isMalformedAmbig(ambiguousStream({{{Name, "Song"}}, "0"}, {{}, "1"}))) << kind;
+    }
 }

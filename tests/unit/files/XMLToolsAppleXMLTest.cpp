@@ -22,6 +22,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::SizeIs;
 
 namespace {
 
@@ -87,19 +88,19 @@ std::set<int> openDescriptors() {
     return descriptors;
 }
 
-/** Closes what an action has left open. @return how many descriptors that were */
+/** Closes what an action has left open. @return the access mode of each: O_RDWR and so on */
 template <class Action>
-int leftOpenBy(Action action) {
+std::vector<int> leftOpenBy(Action action) {
     std::set<int> const before = openDescriptors();
     action();
-    int count = 0;
+    std::vector<int> modes;
     for (int const descriptor : openDescriptors()) {
         if (before.count(descriptor) == 0) {
+            modes.push_back(fcntl(descriptor, F_GETFL) & O_ACCMODE);
             close(descriptor);
-            ++count;
         }
     }
-    return count;
+    return modes;
 }
 
 std::string const HEAD = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
@@ -140,6 +141,11 @@ protected:
         return driver.text();
     }
     std::string sent(ListOwner<CTag> const& tags) { return sent(tags.get(), noCandidates.get()); }
+
+    void putFileForTheControlNode() const {
+        std::filesystem::create_directories(mountPoint() + "/.FS_info.");
+        folder.write("ipod/.FS_info./control", "no driver behind this");
+    }
 
     void record(std::string const& name, unsigned int deviceId) {
         auto const tags = listOf(makeTag(name, true));
@@ -287,7 +293,16 @@ TEST_F(CraftAppleXML, RefreshesThePathsOfTheTagFiles) {
                         + dataPath("TaggedInfo.xml")));
 }
 
-TEST_F(CraftAppleXML, RaisesTheSameFailureAgain) {
+TEST_F(CraftAppleXML, RaisesTheVeryExceptionAgain) {
+    auto failure = std::make_unique<CTagException>(CTagException::ExIpodWrite, "refused", EIO);
+    CTagException const* const raised = failure.get();
+    LogFault const fault("Writing to iPod at :", [&] { throw failure.release(); });
+    auto const thrown = thrownBy([&] { craft(noTags.get(), noCandidates.get()); });
+    EXPECT_EQ(thrown.get(), raised);
+    EXPECT_EQ(log.lines().back(), "Message: XMLTools_CraftAppleXML: Rethrowing planned exception");
+}
+
+TEST_F(CraftAppleXML, LogsAndRaisesThatTheIpodIsNotThere) {
     auto const thrown = thrownBy([&] { craft(noTags.get(), noCandidates.get()); });
     ASSERT_NE(thrown, nullptr);
     EXPECT_EQ(thrown->ExCode(), CTagException::ExIpodWrite);
@@ -326,19 +341,19 @@ TEST_F(WriteAppleXML, TheTextGoesToTheControlNodeInOneCommand) {
 }
 
 TEST_F(WriteAppleXML, SuccessClosesTheDescriptor) {
-    EXPECT_EQ(leftOpenBy([&] {
-                  Driver const driver(mountPoint(), {});
-                  tools.WriteAppleXML("text", false, mountPoint());
-              }),
-              0);
+    EXPECT_THAT(leftOpenBy([&] {
+                    Driver const driver(mountPoint(), {});
+                    tools.WriteAppleXML("text", false, mountPoint());
+                }),
+                IsEmpty());
 }
 
 TEST_F(WriteAppleXML, ARefusedTextLeavesTheDescriptorOpenAsRequired) {
-    EXPECT_EQ(leftOpenBy([&] {
-                  Driver const driver(mountPoint(), replyOf(EIO, 0));
-                  thrownBy([&] { tools.WriteAppleXML("text", false, mountPoint()); });
-              }),
-              1);
+    EXPECT_THAT(leftOpenBy([&] {
+                    Driver const driver(mountPoint(), replyOf(EIO, 0));
+                    thrownBy([&] { tools.WriteAppleXML("text", false, mountPoint()); });
+                }),
+                SizeIs(1));
 }
 
 TEST_F(WriteAppleXML, AMissingControlNodeIsAnIpodThatIsNotThere) {
@@ -369,8 +384,7 @@ TEST_F(WriteAppleXML, ARefusalIsToldWithNumberTextAndReply) {
 }
 
 TEST_F(WriteAppleXML, AReplyThatTheDriverNeverGaveIsZero) {
-    std::filesystem::create_directories(mountPoint() + "/.FS_info.");
-    folder.write("ipod/.FS_info./control", "no driver behind this");
+    putFileForTheControlNode();
     std::unique_ptr<CTagException> thrown;
     leftOpenBy(
         [&] { thrown = thrownBy([&] { tools.WriteAppleXML("text", false, mountPoint()); }); });
@@ -378,6 +392,13 @@ TEST_F(WriteAppleXML, AReplyThatTheDriverNeverGaveIsZero) {
     EXPECT_EQ(thrown->Message(),
               std::to_string(ENOSYS) + " (" + std::strerror(ENOSYS) + "): ret:0");
     EXPECT_EQ(thrown->SystemError, ENOSYS);
+}
+
+TEST_F(WriteAppleXML, TheControlNodeIsOpenedForReadingAndWriting) {
+    putFileForTheControlNode();
+    EXPECT_THAT(
+        leftOpenBy([&] { thrownBy([&] { tools.WriteAppleXML("text", false, mountPoint()); }); }),
+        ElementsAre(O_RDWR));
 }
 
 TEST_F(WriteAppleXML, ATestRunWritesAFileAndLeavesTheDriverAlone) {

@@ -13,6 +13,7 @@ namespace {
 constexpr unsigned int NO_DEVICE = 0xFFFFFFFF;
 
 CTagIdInfo const SONG("Song", "Artist", "1", "2010/06/09/17");
+CTagIdInfo const OTHER("Other", "Artist", "2", "");
 
 CTagIdBlock blockWith(std::vector<unsigned int> const& devices) {
     CTagIdBlock block(SONG);
@@ -208,14 +209,55 @@ TEST(CTagIdManager, TheTwoNamesOfAddingDoTheSame) {
 
 TEST(CTagIdManager, TheCurrentBlockIsTheOneLastMadeByItsIdentity) {
     CTagIdManager manager;
-    CTagIdInfo const other("Other", "Artist", "2", "");
+    manager.addTagBlockByTagId(OTHER);
     manager.addTagBlockByTagId(SONG);
-    manager.addDeviceId2TagBlock(other, 1);
     manager.addDeviceId2CurTagBlock(7);
 
     EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(7));
-    EXPECT_THAT(devicesOf(manager, other), ElementsAre(1));
+    EXPECT_THAT(devicesOf(manager, OTHER), IsEmpty());
 }
+
+struct OtherWay {
+    char const* name;
+    void (*make)(CTagIdManager& manager);
+};
+
+class CTagIdManagerOtherBlocks : public testing::TestWithParam<OtherWay> {};
+
+TEST_P(CTagIdManagerOtherBlocks, LeaveTheCurrentBlockWhatItWas) {
+    CTagIdManager manager;
+    manager.addTagBlockByTagId(SONG);
+    GetParam().make(manager);
+    manager.addDeviceId2CurTagBlock(7);
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(7));
+    EXPECT_THAT(devicesOf(manager, OTHER), ElementsAre(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ways, CTagIdManagerOtherBlocks,
+    testing::Values(
+        OtherWay{"addNewTagBlock",
+                 [](CTagIdManager& manager) {
+                     auto block = std::make_unique<CTagIdBlock>(OTHER);
+                     block->addDeviceId2Array(1);
+                     manager.addNewTagBlock(block.release());
+                 }},
+        OtherWay{"addDeviceId2TagBlock",
+                 [](CTagIdManager& manager) { manager.addDeviceId2TagBlock(OTHER, 1); }},
+        OtherWay{"addDeviceIds2TagBlock", [](CTagIdManager& manager) { add(manager, OTHER, {1}); }},
+        // And on an entry that is there already.
+        OtherWay{"addDeviceId2TagBlockTwice",
+                 [](CTagIdManager& manager) {
+                     manager.addDeviceId2TagBlock(OTHER, 1);
+                     manager.addDeviceId2TagBlock(OTHER, 1);
+                 }},
+        OtherWay{"addDeviceIds2TagBlockTwice",
+                 [](CTagIdManager& manager) {
+                     add(manager, OTHER, {1});
+                     add(manager, OTHER, {1});
+                 }}),
+    [](auto const& way) { return std::string(way.param.name); });
 
 TEST(CTagIdManager, TheCurrentBlockStandsForItsIdentity) {
     CTagIdManager manager;

@@ -132,10 +132,14 @@ TEST_F(CParseTagIdFile, EveryDeviceIdOf32BitsComesBack) {
                 ElementsAre(4294967295U, 2147483648U, 2147483647U, 4294967294U));
 }
 
-TEST_F(CParseTagIdTest, AMissingRegistryIsLoggedAndIgnored) {
-    CParseTagId::startElementNs(nullptr, bytes("TagId"), nullptr, nullptr, 0, nullptr, 0, 0,
-                                nullptr);
-    EXPECT_THAT(log.lines(), ElementsAre("Error: CParseTagId_startElementNs: ctx is null"));
+TEST_F(CParseTagIdTest, AMissingRegistryIsLoggedForEveryElementAndIgnored) {
+    for (char const* const element : {"TagId", "DeviceId", "MarkedTracks"}) {
+        log.clear();
+        CParseTagId::startElementNs(nullptr, bytes(element), nullptr, nullptr, 0, nullptr, 0, 0,
+                                    nullptr);
+        EXPECT_THAT(log.lines(), ElementsAre("Error: CParseTagId_startElementNs: ctx is null"))
+            << element;
+    }
 }
 
 TEST_F(CParseTagIdTest, CharactersWithoutRegistryOrTextAreIgnored) {

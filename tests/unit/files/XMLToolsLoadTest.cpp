@@ -184,6 +184,23 @@ TEST_F(XmlTools, EveryLoadRaisesWhenTheLibraryIsNotTheOne) {
     }
 }
 
+TEST_F(XmlTools, EveryLoadAndCheckAsksOnceForTheSameOldestLibrary) {
+    constexpr int VERSION_2_7_3 = 20703;
+    std::pair<char const*, std::function<void()>> const parses[] = {
+        {"LoadConfig", [&] { loadConfig(); }},
+        {"LoadTags", [&] { loadTags(); }},
+        {"LoadAmbigTags", [&] { thrownBy([&] { loadAmbigTags(); }); }},
+        {"LoadTagIdMgr", [&] { tools.LoadTagIdMgr(); }},
+        {"TestParseXML", [&] { tools.TestParseXML("<a/>"); }},
+        {"TestParseXMLFile", [&] { tools.TestParseXMLFile(XMLTools::_CONFIGFILEPATH); }},
+    };
+    for (auto const& [name, parse] : parses) {
+        takeCheckedVersions();
+        parse();
+        EXPECT_THAT(takeCheckedVersions(), ElementsAre(VERSION_2_7_3)) << name;
+    }
+}
+
 TEST_F(XmlTools, TextAndCommentsAreIgnoredWithoutAMessage) {
     writeData("Tags.xml", "<MarkedTracks>text<!-- <Tag/> --><Tag Name=\"a\">more</Tag>"
                           "<![CDATA[<Tag/>]]><?tag Name=\"b\"?></MarkedTracks>");

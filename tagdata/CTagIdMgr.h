@@ -76,7 +76,11 @@ public:
     void addDeviceIds2TagBlock(CTagIdInfo const& info, std::vector<unsigned int>& deviceIds);
     void addNewTagIdInfo(CTagIdInfo const& info, unsigned int deviceId);
     void addNewTagIdInfo(CTagIdInfo const& info, std::vector<unsigned int>& deviceIds);
-    /** addDeviceId2TagBlock for the identity of the current block; nothing if there is none. */
+    /**
+     * addDeviceId2TagBlock for the identity of the current block; nothing if there never was one.
+     * Undefined from when the current block is freed, by cleanupTagIdManager or by its holder after
+     * a removal or a replacement, until addTagBlockByTagId makes another one: the pointer is kept.
+     */
     void addDeviceId2CurTagBlock(unsigned int deviceId);
 
     void removeDeviceIdFromTagBlock(unsigned int deviceId, CTagIdInfo const& info);

@@ -12,7 +12,7 @@ SETTLED = 1000 if SANITIZED else 20000
 SLACK_KB = 1024
 """What the allocator may still take behind the point where everything has been seen once."""
 
-IDLE_SECONDS = 3
+IDLE_SECONDS = 10
 
 
 def resident_kb(pid):

@@ -109,6 +109,7 @@ TEST_F(EventLoopTest, StopsInATaskOfItsOwn) {
 class TimerTest : public EventLoopTest {
 protected:
     Inbox<bool> rings;
+    Inbox<bool> others; // of a second timer; outlives the loop, whose last ring may come late
     Timer* timer = nullptr;
     std::mutex mutex;
     std::unique_ptr<Timer> const owned = std::make_unique<Timer>(loop, [this] {
@@ -154,8 +155,7 @@ TEST_F(TimerTest, TakesTheEarlierOfTwoMoments) {
 }
 
 TEST_F(TimerTest, CanBeTakenBack) {
-    Inbox<bool> others;
-    Timer second(loop, [&] { others.put(true); });
+    Timer second(loop, [this] { others.put(true); });
     {
         std::lock_guard const lock(mutex);
         timer->set(Clock::now() + std::chrono::milliseconds(10));

@@ -11,7 +11,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
 
 # pylint: disable=wrong-import-position
 import expected  # noqa: E402
-from workbench import tagfiles  # noqa: E402
+from workbench import calls, tagfiles  # noqa: E402
 from workbench.car import Car  # noqa: E402
 
 SANITIZED = bool(os.environ.get("SONGLATCH_SANITIZE"))
@@ -72,6 +72,8 @@ class CarTest(unittest.TestCase):
 
     def _close(self):
         self.addCleanup(self.car.remove)
+        if SANITIZED:
+            self._end_service()
         self.car.stop()
         for name in ("service.err", "rig.err"):
             errors = self.car.root / name
@@ -79,6 +81,17 @@ class CarTest(unittest.TestCase):
                 self.assertEqual(complaints(errors.read_text(errors="replace")), [], name)
         if self.car.rig:
             self.assertEqual(self.car.rig.program.wait(), 0)
+
+    def _end_service(self):
+        """Lets the service end by itself, as a killed one cannot report what it has lost."""
+        service = self.car.service
+        if not service or not service.program.running:
+            return
+        try:
+            self.car.call("tagRequest", {"tags": [5]})
+        except calls.CallFailed as failure:
+            if "without replying" in str(failure):
+                self.assertEqual(service.program.wait(), 0, "exit status of the service")
 
     # What lies in the folder
 

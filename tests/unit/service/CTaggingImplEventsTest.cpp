@@ -7,6 +7,7 @@
 #include "bus/CTellbusRequest.h"
 #include "bus/support/FakeTellbus.h"
 #include "files/XMLTools.h"
+#include "service/NoConfiguration.h"
 #include "support/LogFile.h"
 #include "support/StdoutOf.h"
 #include "support/TempDir.h"
@@ -27,6 +28,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
+/** Well-formed, and not the bytes that the service would write. */
 constexpr char EMPTYDOCUMENT[] = "<MarkedTracks>\n</MarkedTracks>\n";
 
 char* newText(char const* text) {
@@ -205,6 +207,39 @@ TEST_F(CTaggingImplEvents, StartsWithoutDevicesWhenTheQuestionCannotBeAsked) {
     EXPECT_THAT(screen, HasSubstr("Error: Songlatching: CTaggingImpl_getDevices: Error\n"));
     EXPECT_THAT(log.lines(), Contains("Message: CTaggingImpl_SonglatchingReady: fired"));
     forgetCalls();
+}
+
+TEST_F(CTaggingImplEvents, ARequestWithoutAConfigurationIsAnErrorAndTouchesNoFile) {
+    CTaggingImpl& tagging = start();
+    emitted();
+    NoConfiguration const none;
+    std::vector<CTaggingImpl::_tag> tags(1);
+    EXPECT_EQ(tagging.tagRequest(tags, -1), CTaggingImpl::ERROR);
+    EXPECT_EQ(folder.read("Tags.xml"), EMPTYDOCUMENT);
+    EXPECT_THAT(emitted(), IsEmpty());
+}
+
+TEST_F(CTaggingImplEvents, ATransferWithoutAConfigurationIsAnErrorAndTouchesNoFile) {
+    CTaggingImpl& tagging = start();
+    emitted();
+    NoConfiguration const none;
+    tagging.ProcessStoredTags();
+    EXPECT_THAT(emitted(), ElementsAre("transferStatus {\"Name\":\"ERROR\",\"Value\":2}\n"));
+    EXPECT_EQ(folder.read("Tags.xml"), EMPTYDOCUMENT);
+}
+
+TEST_F(CTaggingImplEvents, AStartWithoutAConfigurationPublishesNoCount) {
+    NoConfiguration const none;
+    CTaggingImpl& tagging = start();
+    EXPECT_THAT(emitted(), IsEmpty());
+    EXPECT_EQ(Json::FastWriter().write(tagging.getProperties(false, false, true)),
+              "{\"props\":{\"localStatus\":{\"Current\":0,\"Max\":0}}}\n");
+}
+
+TEST_F(CTaggingImplEvents, NothingCountsAsTaggedWithoutAConfiguration) {
+    CTaggingImpl& tagging = start();
+    NoConfiguration const none;
+    EXPECT_FALSE(tagging.checkTag(Json::objectValue).tagged);
 }
 
 TEST_F(CTaggingImplEvents, TheEndOfTheServiceEndsItsSubscription) {

@@ -24,9 +24,10 @@ struct ControlNodeReply {
 /**
  * The driver's side of one open control node.
  *
- * In a poll loop: when fd() is readable, call read(); on Arrived answer request() with reply(),
- * now or later, and read on after that. In a thread of its own: receive() and reply() in turns.
- * One thread uses a peer at a time, except for hangUp().
+ * In a poll loop: when fd() is readable, call read(); on Arrived answer request() with
+ * startReply(), now or later; while hasUnsent(), call flush() when fd() is writable, and read on
+ * after that. In a thread of its own: receive() and reply() in turns. One thread uses a peer at a
+ * time, except for hangUp().
  */
 class ControlNodePeer {
 public:
@@ -59,9 +60,21 @@ public:
      */
     bool reply(ControlNodeReply reply);
 
+    /**
+     * The same without waiting: what the sender does not take yet is kept for flush(). No other
+     * call that sends, and no read(), until all is sent.
+     */
+    bool startReply(ControlNodeReply reply);
+    /** Sends any bytes in this way. */
+    bool startSend(std::vector<std::uint8_t> bytes);
+    /** Whether something is kept for flush(). */
+    bool hasUnsent() const;
+    /** Sends on, without waiting. False if the peer is gone. */
+    bool flush();
+
     /** The bytes of a reply as they travel, uncut, for a driver that is to misbehave. */
     static std::vector<std::uint8_t> encode(ControlNodeReply const& reply);
-    /** Sends any bytes. False if the peer is gone. */
+    /** Sends any bytes. Waits as reply() does. False if the peer is gone. */
     bool send(std::vector<std::uint8_t> const& bytes);
 
     /** Ends the connection for both sides; a receive() that waits returns false. Any thread. */
@@ -73,6 +86,7 @@ private:
     std::size_t missing() const;
     Progress take(std::uint8_t const* bytes, std::size_t count);
     Progress headerComplete();
+    std::vector<std::uint8_t> encodeCut(ControlNodeReply reply) const;
 
     int mFd;
     Stage mStage = Stage::Header;
@@ -80,4 +94,6 @@ private:
     std::size_t mDataBytes = 0;
     ControlNodeRequestHeader::Bytes mHeader{};
     ControlNodeRequest mRequest{};
+    std::vector<std::uint8_t> mUnsent;
+    std::size_t mSent = 0; ///< how much of it has gone
 };

@@ -9,11 +9,17 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
 /** Room is made as bytes arrive and never on the word of a header. */
 constexpr std::size_t CHUNK = 65536;
+
+/** Whether a call that does not wait would have had to. */
+bool wouldWait(ssize_t result) {
+    return result == -1 && (errno == EAGAIN || errno == EWOULDBLOCK);
+}
 
 bool isRequest(ControlNodeRequestHeader const& header) {
     bool const known = header.kind == static_cast<std::uint32_t>(ControlNodeKind::Message)
@@ -40,8 +46,7 @@ ControlNodePeer::Progress ControlNodePeer::read() {
         ssize_t const count =
             uninterrupted([&] { return recv(mFd, chunk.data(), wanted, MSG_DONTWAIT); });
         if (count <= 0) {
-            bool const more = count == -1 && (errno == EAGAIN || errno == EWOULDBLOCK);
-            return more ? Progress::Waiting : Progress::Gone;
+            return wouldWait(count) ? Progress::Waiting : Progress::Gone;
         }
         Progress const progress = take(chunk.data(), static_cast<std::size_t>(count));
         if (progress != Progress::Waiting) {
@@ -65,9 +70,17 @@ ControlNodeRequest const& ControlNodePeer::request() const {
 }
 
 bool ControlNodePeer::reply(ControlNodeReply reply) {
+    return send(encodeCut(std::move(reply)));
+}
+
+bool ControlNodePeer::startReply(ControlNodeReply reply) {
+    return startSend(encodeCut(std::move(reply)));
+}
+
+std::vector<std::uint8_t> ControlNodePeer::encodeCut(ControlNodeReply reply) const {
     std::size_t const room = mRequest.replyRoom;
     reply.data.resize(std::min(reply.data.size(), room));
-    return send(encode(reply));
+    return encode(reply);
 }
 
 std::vector<std::uint8_t> ControlNodePeer::encode(ControlNodeReply const& reply) {
@@ -84,6 +97,30 @@ bool ControlNodePeer::send(std::vector<std::uint8_t> const& bytes) {
     SocketParts parts;
     parts.add(bytes.data(), bytes.size());
     return parts.sendTo(mFd) == 0;
+}
+
+bool ControlNodePeer::startSend(std::vector<std::uint8_t> bytes) {
+    mUnsent = std::move(bytes);
+    mSent = 0;
+    return flush();
+}
+
+bool ControlNodePeer::hasUnsent() const {
+    return mSent < mUnsent.size();
+}
+
+bool ControlNodePeer::flush() {
+    while (hasUnsent()) {
+        ssize_t const count = uninterrupted([this] {
+            return ::send(mFd, mUnsent.data() + mSent, mUnsent.size() - mSent,
+                          MSG_DONTWAIT | MSG_NOSIGNAL);
+        });
+        if (count == -1) {
+            return wouldWait(count);
+        }
+        mSent += static_cast<std::size_t>(count);
+    }
+    return true;
 }
 
 void ControlNodePeer::hangUp() {

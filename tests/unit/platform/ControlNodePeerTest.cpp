@@ -144,6 +144,37 @@ TEST_F(Peer, AMisbehavingDriverCanSendWhatItLikes) {
     EXPECT_EQ(hex("00 00 00 00 00"), left());
 }
 
+TEST_F(Peer, AReplyThatIsStartedIsCutToTheRoomToo) {
+    arrive(le(1) + le(0) + le(0) + le(4));
+    ASSERT_EQ(Progress::Arrived, mPeer->read());
+    EXPECT_TRUE(mPeer->startReply({-28, 7, asBytes("abcdefg")}));
+    EXPECT_FALSE(mPeer->hasUnsent());
+    EXPECT_EQ(hex("e4 ff ff ff  07 00 00 00  04 00 00 00") + "abcd", left());
+}
+
+TEST_F(Peer, WhatAClientDoesNotTakeIsKeptAndSentOn) {
+    std::string const all = pattern(3000000);
+    ASSERT_TRUE(mPeer->startSend(asBytes(all)));
+    ASSERT_TRUE(mPeer->hasUnsent());
+    EXPECT_TRUE(mPeer->flush()) << "nothing fits, and nothing waits";
+    std::string taken;
+    while (mPeer->hasUnsent()) {
+        taken += left();
+        ASSERT_TRUE(mPeer->flush());
+    }
+    for (std::string more = left(); !more.empty(); more = left()) {
+        taken += more;
+    }
+    EXPECT_TRUE(taken == all);
+}
+
+TEST_F(Peer, NothingIsSentOnToAClientThatHasLeft) {
+    ASSERT_TRUE(mPeer->startSend(std::vector<std::uint8_t>(3000000)));
+    leave();
+    EXPECT_FALSE(mPeer->flush());
+    EXPECT_FALSE(mPeer->startReply({}));
+}
+
 TEST_F(Peer, ReceiveWaitsForTheWholeRequest) {
     arrive(le(1) + le(0) + le(3));
     std::promise<pid_t> started;

@@ -1,5 +1,6 @@
 #include "ipod/ipodlib.h"
 
+#include "support/DriverLinkPage.h"
 #include "support/RawDriver.h"
 #include "support/ServedNode.h"
 #include "support/TempDir.h"
@@ -9,6 +10,8 @@
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
+#include <map>
+#include <set>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -368,19 +371,71 @@ TEST_P(IpodFamily, GivesENOSYSOnANodeThatIsNoSocket) {
 INSTANTIATE_TEST_SUITE_P(Each, IpodFamily, ::testing::ValuesIn(FAMILY),
                          [](auto const& tested) { return tested.param.name; });
 
+/** A message as the table of the driver link page has it. */
+struct PageMessage {
+    unsigned long code;
+    unsigned long size;
+    std::string result;
+};
+
+std::map<std::string, PageMessage> messagesOfThePage() {
+    std::map<std::string, PageMessage> messages;
+    for (auto const& cells : DriverLinkPage().rows("The message family")) {
+        if (cells.at(0).rfind("ipod_", 0) == 0) {
+            messages[cells[0].substr(0, cells[0].find('('))] = {
+                std::stoul(cells.at(1), nullptr, 16), std::stoul(cells.at(2)), cells.at(6)};
+        }
+    }
+    return messages;
+}
+
+/** The function of a row, whose name may go on with what is special about the call. */
+std::string functionOf(Row const& row, std::map<std::string, PageMessage> const& messages) {
+    std::string name = row.name;
+    while (!name.empty() && messages.count(name) == 0) {
+        name.erase(name.rfind('_') == std::string::npos ? 0 : name.rfind('_'));
+    }
+    return name;
+}
+
+std::string inWords(Result result) {
+    switch (result) {
+    case Result::OfTheSend:
+        return "send";
+    case Result::WordOnSuccess:
+        return "word";
+    case Result::WordOrMinusOne:
+        return "word; -1 if the send returned anything but 0";
+    case Result::TwoBytes:
+        return "those as an unsigned number if the send returned 0, else send";
+    }
+    return "";
+}
+
+TEST(IpodFamilyPage, NamesEveryMessageWithItsCodeSizeAndResult) {
+    auto const messages = messagesOfThePage();
+    std::set<std::string> functions;
+    for (Row const& row : FAMILY) {
+        std::string const function = functionOf(row, messages);
+        ASSERT_NE("", function) << row.name << " is not on the page";
+        EXPECT_EQ(row.code, messages.at(function).code) << row.name;
+        EXPECT_EQ(row.size, messages.at(function).size) << row.name;
+        EXPECT_EQ(inWords(row.result), messages.at(function).result) << row.name;
+        functions.insert(function);
+    }
+    EXPECT_EQ(messages.size(), functions.size()) << "the page has messages that are not tested";
+}
+
 TEST(IpodGetCapabilities, TheExchangeOfTheDriverLinkPageStandsByteForByte) {
-    RawDriver driver([](RawDriver::End& end) {
+    auto page = DriverLinkPage().example("The message family");
+    RawDriver driver([&](RawDriver::End& end) {
         end.takeRequest();
-        end.give(hex("00 00 00 00  00 00 00 00  0a 00 00 00"
-                     "03 00 00 00  01 00  08 00  0c 00"));
+        end.give(page["reply"]);
     });
     std::vector<std::uint16_t> capabilities(9, 0);
     EXPECT_EQ(3, ipod_get_capabilities(driver.fd(), capabilities.data(), 9, 0));
     EXPECT_EQ((std::vector<std::uint16_t>{1, 8, 12, 0, 0, 0, 0, 0, 0}), capabilities);
-    EXPECT_EQ(hex("01 00 00 00  00 00 00 00  18 00 00 00  16 00 00 00"
-                  "13 01  08 00  13 00  32 00"
-                  "00 00 00 00  00 00 00 00  00 00 00 00  00 00 00 00"),
-              driver.taken());
+    EXPECT_EQ(page["request"], driver.taken());
 }
 
 TEST(IpodGetCapabilities, TheNumberMayBeLargerThanTheListThatWasAskedFor) {

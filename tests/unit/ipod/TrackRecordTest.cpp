@@ -1,6 +1,7 @@
 #include "ipod/ipodlib.h"
 
 #include "support/Bytes.h"
+#include "support/DriverLinkPage.h"
 #include "support/ServedNode.h"
 #include "support/TempDir.h"
 
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <pthread.h>
 #include <string>
 #include <sys/mman.h>
@@ -22,6 +24,7 @@ namespace {
 constexpr char CONTROL[] = "/.FS_info./control";
 constexpr std::size_t BUFFER_SIZE = 0x8000;
 constexpr std::uint64_t UID = 0x1122334455667788;
+constexpr std::size_t STACK_BESIDE_A_PATH = 128;
 
 std::string z(std::string const& text) {
     return text + '\0';
@@ -51,6 +54,9 @@ std::uint32_t bit(unsigned int n) {
 }
 
 constexpr std::uint32_t ALL_FIELDS = 0xFFFFFFFF;
+
+std::optional<std::size_t> orderedStackRoom;
+thread_local bool memoryIsOut = false;
 
 class TrackRecord : public ::testing::Test {
 protected:
@@ -125,9 +131,7 @@ TEST_F(TrackRecord, IsAskedForWithTheMaskTheRoomAndTheTrack) {
 }
 
 TEST_F(TrackRecord, TheRecordOfTheDriverLinkPageIsReadFieldByField) {
-    read(hex("73 6b 69 70  00 00 00 12"
-             "00  00 00 00 06  54 69 74 6c 65 00"
-             "07  00 00 00 02  39 00"));
+    read(DriverLinkPage().example("Track records")[""]);
     EXPECT_EQ("Title", text(0));
     unsigned long long value = 0;
     EXPECT_TRUE(number(7, value));
@@ -400,4 +404,42 @@ TEST_F(IpodConnect, APathLongerThanTheStackIsRefusedWithENOMEM) {
     EXPECT_EQ(EINVAL, errorWithStack(4 * SMALL, SMALL)) << "there it is composed and does not open";
 }
 
+TEST_F(IpodConnect, APathNeedsItsLengthAnd128BytesOfStack) {
+    std::string const path = mFolder.path("gone");
+    std::size_t const needed = path.size() + sizeof CONTROL + STACK_BESIDE_A_PATH;
+    orderedStackRoom = needed - 1;
+    expectFailure(path.c_str(), ENOMEM);
+    orderedStackRoom = needed;
+    expectFailure(path.c_str(), EINVAL); // it is composed and does not open
+    orderedStackRoom.reset();
+}
+
+TEST_F(IpodConnect, WithoutMemoryForTheHandleItIsENOMEM) {
+    ServedNode const node(mFolder.path() + CONTROL, ControlNodeReply{});
+    memoryIsOut = true;
+    errno = 0;
+    ipod_handle* const handle = ipod_connect(mFolder.path().c_str(), 0);
+    int const error = errno;
+    memoryIsOut = false;
+    EXPECT_EQ(nullptr, handle);
+    EXPECT_EQ(ENOMEM, error);
+}
+
 } // namespace
+
+extern "C" {
+
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __wrap_calloc(std::size_t count, std::size_t size);
+
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+    return memoryIsOut ? nullptr : __real_calloc(count, size);
+}
+
+std::size_t __real__Z9stackRoomv();
+std::size_t __wrap__Z9stackRoomv();
+
+std::size_t __wrap__Z9stackRoomv() {
+    return orderedStackRoom ? *orderedStackRoom : __real__Z9stackRoomv();
+}
+}

@@ -1,4 +1,5 @@
 #include "platform/devctl.h"
+#include "support/DriverLinkPage.h"
 #include "support/RawDriver.h"
 #include "support/TempDir.h"
 
@@ -23,14 +24,13 @@ RawDriver::Story answering(std::string const& bytes) {
 }
 
 TEST(Devctl, TheTagTextOfTheDriverLinkPageStandsByteForByte) {
-    RawDriver driver(answering(hex("00 00 00 00  07 00 00 00  00 00 00 00")));
+    auto page = DriverLinkPage().example("The tag text");
+    RawDriver driver(answering(page["reply"]));
     std::string text = "<plist/>";
     int info = -1;
     EXPECT_EQ(0, devctl(driver.fd(), TO_DEVICE, text.data(), text.size(), &info));
     EXPECT_EQ(7, info);
-    EXPECT_EQ(hex("02 00 00 00  84 0e 01 80  08 00 00 00  00 00 00 00"
-                  "3c 70 6c 69 73 74 2f 3e"),
-              driver.taken());
+    EXPECT_EQ(page["request"], driver.taken());
 }
 
 TEST(Devctl, DataToTheDeviceOfAnyLengthGoInOnePiece) {

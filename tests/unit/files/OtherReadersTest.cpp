@@ -1,6 +1,8 @@
 // What this folder writes, read by readers that have nothing to do with it: Python's expat and
 // plistlib, and xmllint.
 #include "FilesTest.h"
+#include "platform/ControlNode.h"
+#include "support/ServedNode.h"
 #include "tagdata/CTagIdMgr.h"
 
 #include <array>
@@ -23,6 +25,16 @@ protected:
         int const status = pclose(pipe);
         return status == 0 ? output : output + "status " + std::to_string(status);
     }
+
+    /** What CraftAppleXML() gives to the driver of an iPod. */
+    std::string sent(CLinkedList<CTag>* tags, CLinkedList<CAmbigTag>* candidates) {
+        ServedNode const node(folder.path("ipod") + CONTROLNODE);
+        tools.CraftAppleXML(config.get(), tags, candidates, folder.path("ipod"), 1);
+        auto const requests = node.requests();
+        EXPECT_EQ(1U, requests.size());
+        return {requests.at(0).data.begin(), requests.at(0).data.end()};
+    }
+
     std::string readBack(char const* kind, std::string const& file) const {
         return outputOf(std::string(SONGLATCH_PYTHON)
                         + " " SONGLATCH_SOURCE_DIR "/tests/unit/files/read_back.py " + kind + " "
@@ -60,11 +72,17 @@ TEST_F(OtherReaders, ReadThePropertyList) {
     auto tag = makeTag(title);
     tag->TimeStamp("2010-03-01T17:05:09Z");
     tag->UnknownData("AAEC");
-    std::string const text =
-        std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n") + "<plist version=\"1.0\">"
-        + "<dict>" + config->toAppleXML() + "<key>MarkedTracks</key><array>" + tag->toAppleXML()
-        + makeCandidate("candidate", 3)->toAppleXML() + "</array></dict></plist>";
-    tools.WriteAppleXML(text, true, folder.path());
-    EXPECT_EQ(readBack("plist", "AppleXML.xml"), title + " 1\ncandidate 3\n");
-    EXPECT_EQ(outputOf("xmllint --noout " + folder.path("AppleXML.xml") + " 2>&1"), "");
+    auto const tags = listOf(std::move(tag), makeTag("second"));
+    auto const candidates = listOf(makeCandidate("candidate", 3));
+    folder.write("sent.plist", sent(tags.get(), candidates.get()));
+    EXPECT_EQ(readBack("plist", "sent.plist"), title + " 1\nsecond 1\ncandidate 3\n");
+    EXPECT_EQ(outputOf("xmllint --nonet --noout " + folder.path("sent.plist") + " 2>&1"), "");
+}
+
+TEST_F(OtherReaders, ReadAPropertyListWithoutTracks) {
+    auto const tags = makeList<CTag>();
+    auto const candidates = makeList<CAmbigTag>();
+    folder.write("sent.plist", sent(tags.get(), candidates.get()));
+    EXPECT_EQ(readBack("plist", "sent.plist"), "");
+    EXPECT_EQ(outputOf("xmllint --nonet --noout " + folder.path("sent.plist") + " 2>&1"), "");
 }

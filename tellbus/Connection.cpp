@@ -489,11 +489,13 @@ TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
     bool const knownSignal =
         !mSubscriptions.forSignal(subscription->path, subscription->member).empty();
     mSubscriptions.add(subscription);
+    auto const watched = mSubscriptions.watched(subscription->name);
     if (mState != State::Up) {
+        watched->announce = true;
         return TELLBUS_OK;
     }
     if (!knownName) {
-        watchName(mSubscriptions.watched(subscription->name));
+        watchName(watched);
     }
     if (subscription->onSignal && !knownSignal) {
         addMatch(signalRule(*subscription));
@@ -543,24 +545,32 @@ void Connection::watchName(WatchedNamePtr const& watched) {
              });
 }
 
+// The bus answers in its order, so its answer is newer than every change that was read before it.
+// Such a change may even be older than the subscription, left in the socket by an earlier one.
 void Connection::onOwner(std::weak_ptr<WatchedName> const& weak, TELLBUS_tStatus status,
                          DBusMessage* answer) {
     std::vector<SubscriptionPtr> told;
+    std::string before;
+    std::string now;
     auto const watched = weak.lock();
     {
         std::lock_guard const lock(mMutex);
-        if (!watched || watched->resolved || !answer) {
+        if (!watched || !answer) {
             return;
         }
         watched->resolved = true;
+        before = watched->owner;
         if (!failed(status)) {
             watched->owner = orEmpty(argumentOf(answer).text);
+        } else if (status == TELLBUS_E_NO_SERVICE) {
+            watched->owner.clear();
         }
-        if (watched->announce && !watched->owner.empty()) {
+        now = watched->owner;
+        if (watched->announce && now != before) {
             told = mSubscriptions.forOwner(watched->name);
         }
     }
-    tellOwner(told, watched->name, std::string(), watched->owner);
+    tellOwner(told, watched->name, before, now);
 }
 
 void Connection::onSignal(DBusMessage* message) {
@@ -615,11 +625,11 @@ void Connection::onOwnerChanged(DBusMessage* message) {
     {
         std::lock_guard const lock(mMutex);
         auto const watched = mSubscriptions.watched(name);
-        if (!watched || (watched->resolved && watched->owner == now)) {
+        if (!watched || ((watched->resolved || watched->announce) && watched->owner == now)) {
             return;
         }
         watched->owner = now;
-        watched->resolved = true;
+        watched->announce = true;
         told = mSubscriptions.forOwner(name);
     }
     tellOwner(told, name, before, now);

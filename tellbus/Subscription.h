@@ -31,8 +31,8 @@ using SubscriptionPtr = std::shared_ptr<Subscription>;
 struct WatchedName {
     std::string name;
     std::string owner;     ///< unique name, empty if nobody owns it
-    bool resolved = false; ///< false until the bus has told the owner
-    bool announce = false; ///< the first owner found counts as a change: the bus was away
+    bool resolved = false; ///< the bus has answered who owns it; no signal is taken before
+    bool announce = false; ///< the answer counts as a change from owner, which listeners know
 };
 using WatchedNamePtr = std::shared_ptr<WatchedName>;
 

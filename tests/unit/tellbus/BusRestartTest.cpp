@@ -160,3 +160,23 @@ TEST_F(BusRestart, LeavesNothingOfAConnectionThatClosesMeanwhile) {
     awaitBack(client);
     EXPECT_FALSE(hasOwner());
 }
+
+TEST_F(BusRestart, TellsTheOwnerThatIsThereToWhoeverSubscribedWhileTheBusWasAway) {
+    bus.stop();
+    awaitAway(client);
+    Inbox<OwnerChange> changes;
+    void* handle = nullptr;
+    ASSERT_EQ(TELLBUS_subscribeOwnerChanged(client, NAME, ownerInto, &changes, &handle),
+              TELLBUS_OK);
+    // The name has its owner before the client comes.
+    PrivateBus const other;
+    RawClient owner(other.address());
+    ASSERT_TRUE(owner.own(NAME));
+    ASSERT_EQ(rename(other.folder().path("bus").c_str(), bus.folder().path("bus").c_str()), 0);
+    OwnerChange const came = changes.next();
+    EXPECT_EQ(came.before, "");
+    EXPECT_EQ(came.now, owner.name());
+    settle(client);
+    EXPECT_EQ(changes.arrived(), 1U);
+    TELLBUS_closeConnection(client);
+}

@@ -6,6 +6,7 @@
 #include "Inbox.h"
 
 #include <functional>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <optional>
@@ -85,6 +86,32 @@ inline void ignore(void* context, char const* /*method*/, char const* /*paramete
                    int /*noReply*/, void* /*cookie*/) {
     TELLBUS_freeReqContext(context);
 }
+
+/** Holds the library's thread in a callback until it is let go. */
+class HeldThread {
+public:
+    explicit HeldThread(void* connection) {
+        EXPECT_EQ(TELLBUS_asyncInvoke(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                      "GetId", nullptr, false, 0, hold, nullptr, this),
+                  TELLBUS_OK);
+        mHeld.get_future().wait();
+    }
+    ~HeldThread() { mGo.set_value(); }
+    HeldThread(HeldThread const&) = delete;
+    HeldThread& operator=(HeldThread const&) = delete;
+
+private:
+    static void hold(TELLBUS_tCallbackStatus const* /*status*/, char const* /*result*/,
+                     void* self) {
+        auto& held = *static_cast<HeldThread*>(self);
+        auto const go = held.mGo.get_future();
+        held.mHeld.set_value();
+        go.wait();
+    }
+
+    std::promise<void> mHeld;
+    std::promise<void> mGo;
+};
 
 /** A bus, the library, and two connections: one to serve, one to call. */
 class OnBus : public ::testing::Test {

@@ -25,6 +25,16 @@ RawMessage addressed(RawMessage signal, std::string const& to) {
 
 class SignalOnBus : public OnBus {
 protected:
+    /** Waits until the bus has handled all that the client sent, whose thread may be held. */
+    void awaitHandled() const {
+        RawClient mark(bus.address());
+        ASSERT_TRUE(mark.own("com.example.Mark"));
+        ASSERT_EQ(TELLBUS_asyncInvoke(client, "com.example.Mark", "/mark", "mark", nullptr, true, 0,
+                                      nullptr, nullptr, nullptr),
+                  TELLBUS_OK);
+        mark.next(DBUS_MESSAGE_TYPE_METHOD_CALL);
+    }
+
     /** The connections of the fixture were the first two on the bus. */
     std::string const clientName = ":1.1";
     Inbox<Signal> signals;
@@ -245,4 +255,25 @@ TEST_F(SignalOnBus, OfTheBusItselfIsDroppedForItsThreeArguments) {
     serve(echo);
     settle(client);
     EXPECT_EQ(signals.arrived(), 0U);
+}
+
+TEST_F(SignalOnBus, IsTakenFromTheOwnerOnlyThoughAnOlderChangeIsReadLate) {
+    void* const first = hear(signals, DEVICE_STATE);
+    RawClient former(bus.address());
+    RawClient owner(bus.address());
+    {
+        HeldThread const held(client);
+        ASSERT_TRUE(former.own(NAME));
+        ASSERT_EQ(TELLBUS_asyncUnsubscribe(first, nullptr, nullptr), TELLBUS_OK);
+        // Without a match rule now: what follows is not told.
+        awaitHandled();
+        former.disown(NAME);
+        ASSERT_TRUE(owner.own(NAME));
+        subscribe(signals, DEVICE_STATE);
+    }
+    settle(client);
+    former.send(addressed(deviceState("forged"), clientName));
+    former.call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
+    owner.send(deviceState("real"));
+    EXPECT_EQ(signals.next().data, "real");
 }

@@ -24,6 +24,14 @@ std::string takeWord(std::string_view& text) {
     return word;
 }
 
+std::string joined(std::set<std::string> const& words, char const* ending, char const* none) {
+    std::string text;
+    for (auto const& word : words) {
+        text += (text.empty() ? "" : ", ") + word + ending;
+    }
+    return text.empty() ? none : text;
+}
+
 } // namespace
 
 Command::Command(std::string const& line) {
@@ -68,10 +76,28 @@ std::string Command::option(std::string const& key, std::string const& fallback)
     return found == mOptions.end() ? fallback : found->second;
 }
 
+void Command::allowOnly(std::size_t fixedWords, std::set<std::string> const& words,
+                        std::set<std::string> const& keys) const {
+    allowWords(fixedWords, words);
+    allowOptions(keys);
+}
+
+void Command::allowWords(std::size_t fixedWords, std::set<std::string> const& words) const {
+    for (std::size_t index = fixedWords; index < mWords.size(); ++index) {
+        if (words.count(mWords[index]) == 0) {
+            throw std::invalid_argument(mName + " does not know the word " + mWords[index]
+                                        + "; behind its " + std::to_string(fixedWords)
+                                        + (fixedWords == 1 ? " fixed word" : " fixed words")
+                                        + " it takes " + joined(words, "", "nothing"));
+        }
+    }
+}
+
 void Command::allowOptions(std::set<std::string> const& keys) const {
     for (auto const& [key, value] : mOptions) {
         if (keys.count(key) == 0) {
-            throw std::invalid_argument(mName + " knows no option " + key);
+            throw std::invalid_argument(mName + " does not know the option " + key + "; it takes "
+                                        + joined(keys, "=", "none"));
         }
     }
 }

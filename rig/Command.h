@@ -33,13 +33,19 @@ public:
     /** The value of key=value, or the fallback. */
     std::string option(std::string const& key, std::string const& fallback) const;
 
-    /** @throws std::invalid_argument for a key that is not among these */
-    void allowOptions(std::set<std::string> const& keys) const;
+    /**
+     * Lets nothing pass but so many words of any text, then these words, and options with these
+     * keys. @throws std::invalid_argument naming what is neither, and what may stand there
+     */
+    void allowOnly(std::size_t fixedWords, std::set<std::string> const& words = {},
+                   std::set<std::string> const& keys = {}) const;
 
     std::map<std::string, std::string> const& options() const { return mOptions; }
 
 private:
     void addWord(std::string const& word);
+    void allowWords(std::size_t fixedWords, std::set<std::string> const& words) const;
+    void allowOptions(std::set<std::string> const& keys) const;
 
     std::string mName;
     std::string mRest;

@@ -1,7 +1,10 @@
 #include "rig/Faults.h"
 
 #include <cstring>
+#include <map>
+#include <set>
 #include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -14,63 +17,90 @@ int toErrno(std::string const& text) {
             return number;
         }
     }
-    return toNumber(text);
+    int const number = toNumber(text);
+    if (number <= 0) {
+        throw std::invalid_argument(text + " is no errno");
+    }
+    return number;
 }
 
-Faults::Vanish toVanish(std::string const& text) {
-    if (text == "caps") {
-        return Faults::Vanish::Capabilities;
-    }
-    if (text == "write") {
-        return Faults::Vanish::Tags;
-    }
-    throw std::invalid_argument("vanish=caps and vanish=write are known, not vanish=" + text);
+void setCapabilities(Faults& faults, std::string const& text) {
+    faults.capabilitiesErrno = toErrno(text);
 }
 
-void setTagsFault(Faults& faults, std::string const& text) {
+void setTags(Faults& faults, std::string const& text) {
     std::size_t const colon = text.find(':');
     faults.tagsErrno = toErrno(text.substr(0, colon));
     faults.tagsInfo = colon == std::string::npos ? 0 : toNumber(text.substr(colon + 1));
 }
 
-void setWord(Faults& faults, std::string const& word) {
-    if (word == "open") {
-        faults.refuseOpen = true;
-    } else if (word == "vanish") {
-        faults.vanish = Faults::Vanish::Always;
-    } else if (word != "none") {
-        throw std::invalid_argument("fault knows no " + word);
+void setDelay(Faults& faults, std::string const& text) {
+    int const milliseconds = toNumber(text);
+    if (milliseconds < 0) {
+        throw std::invalid_argument(text + " is below 0");
+    }
+    faults.delay = std::chrono::milliseconds(milliseconds);
+}
+
+void setVanish(Faults& faults, std::string const& text) {
+    if (text == "caps") {
+        faults.vanish = Faults::Vanish::Capabilities;
+    } else if (text == "write") {
+        faults.vanish = Faults::Vanish::Tags;
+    } else {
+        throw std::invalid_argument("\"" + text + "\" is no exchange");
     }
 }
 
+struct Option {
+    void (*set)(Faults&, std::string const&);
+    char const* cure;
+};
+
+std::map<std::string, Option> const& knownOptions() {
+    static std::map<std::string, Option> const options{
+        {"caps",
+         {setCapabilities, "give the name of an errno or a number above 0, as in caps=EIO"}},
+        {"write",
+         {setTags, "give the name of an errno or a number above 0, as in write=ENOSPC, and "
+                   "behind a colon the info word if it matters, as in write=ENOSPC:7"}},
+        {"slow", {setDelay, "give milliseconds from 0 on, as in slow=200"}},
+        {"vanish", {setVanish, "give caps or write, or vanish alone for every request"}},
+    };
+    return options;
+}
+
 void setOption(Faults& faults, std::string const& key, std::string const& value) {
-    if (key == "caps") {
-        faults.capabilitiesErrno = toErrno(value);
-    } else if (key == "write") {
-        setTagsFault(faults, value);
-    } else if (key == "slow") {
-        faults.delay = std::chrono::milliseconds(toNumber(value));
-    } else if (key == "vanish") {
-        faults.vanish = toVanish(value);
+    Option const& option = knownOptions().at(key);
+    try {
+        option.set(faults, value);
+    } catch (std::invalid_argument const& fault) {
+        throw std::invalid_argument(key + "=" + value + ": " + fault.what() + "; " + option.cure);
     }
+}
+
+/** What was ordered, as it stands in the line. */
+std::string textOf(Command const& command) {
+    std::string text = command.rest().substr(command.word(0, "a device id").size());
+    text.erase(0, text.find_first_not_of(" \t"));
+    return text.empty() ? "none" : text;
 }
 
 } // namespace
 
 Faults Faults::from(Command const& command) {
-    command.allowOptions({"caps", "write", "slow", "vanish"});
-    Faults faults;
-    for (std::size_t index = 1; index < command.wordCount(); ++index) {
-        setWord(faults, command.word(index, "a fault"));
+    std::set<std::string> keys;
+    for (auto const& [key, option] : knownOptions()) {
+        keys.insert(key);
     }
+    command.allowOnly(1, {"open", "vanish", "none"}, keys);
+    Faults faults;
+    faults.refuseOpen = command.hasWord("open");
+    faults.vanish = command.hasWord("vanish") ? Vanish::Always : Vanish::Never;
     for (auto const& [key, value] : command.options()) {
         setOption(faults, key, value);
     }
-    faults.text = command.rest().substr(command.word(0, "a device id").size());
-    faults.text.erase(0, faults.text.find_first_not_of(" \t"));
-    if (faults.text.empty()) {
-        faults.text = "none";
-    }
+    faults.text = textOf(command);
     return faults;
 }
 

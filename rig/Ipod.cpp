@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -27,9 +28,19 @@ constexpr std::size_t CAPABILITY_BYTES = 2;
 std::uint16_t toCapability(std::string const& text) {
     int const number = toNumber(text);
     if (number < 0 || number > std::numeric_limits<std::uint16_t>::max()) {
-        throw std::invalid_argument(text + " is no capability");
+        throw std::invalid_argument(text + " is not within 0 and 65535");
     }
     return static_cast<std::uint16_t>(number);
+}
+
+Capabilities capabilitiesIn(std::string const& text) {
+    Capabilities capabilities;
+    for (std::size_t at = 0; at <= text.size();) {
+        std::size_t const comma = std::min(text.find(',', at), text.size());
+        capabilities.push_back(toCapability(text.substr(at, comma - at)));
+        at = comma + 1;
+    }
+    return capabilities;
 }
 
 bool asksForCapabilities(ControlNodeRequest const& request) {
@@ -60,16 +71,13 @@ ControlNodeReply refusal(ControlNodeRequest const& request, Json::Value& fields)
 } // namespace
 
 Capabilities toCapabilities(std::string const& text) {
-    Capabilities capabilities;
-    if (text == "none") {
-        return capabilities;
+    try {
+        return text == "none" ? Capabilities() : capabilitiesIn(text);
+    } catch (std::invalid_argument const& fault) {
+        throw std::invalid_argument("capability list \"" + text + "\": " + fault.what()
+                                    + "; give numbers from 0 to 65535 joined by commas, as in 8,3,"
+                                      " or none");
     }
-    for (std::size_t at = 0; at <= text.size();) {
-        std::size_t const comma = std::min(text.find(',', at), text.size());
-        capabilities.push_back(toCapability(text.substr(at, comma - at)));
-        at = comma + 1;
-    }
-    return capabilities;
 }
 
 Ipod::Ipod(Device device, Capabilities capabilities, Report& report)
@@ -90,32 +98,55 @@ void Ipod::serve() {
     if (mWake == -1) {
         throw std::runtime_error(std::string("no eventfd: ") + std::strerror(errno));
     }
-    openNode();
+    showNode(true);
     start();
 }
 
-void Ipod::openNode() {
+void Ipod::showNode(bool shown) {
+    if (!shown) {
+        mServer.reset();
+        return;
+    }
+    if (mServer || mDevice.type != IPOD) {
+        return;
+    }
     mServer = ControlNodeServer::listen(mDevice.mountPoint + CONTROLNODE);
     if (!mServer) {
         throw std::runtime_error("no node at " + mDevice.mountPoint + ": " + std::strerror(errno));
     }
 }
 
+/** The thread stands still for as long as this lives. */
+class Ipod::Pause {
+public:
+    explicit Pause(Ipod& ipod) : mIpod(ipod) { mIpod.stop(); }
+    ~Pause() { mIpod.start(); }
+    Pause(Pause const&) = delete;
+    Pause& operator=(Pause const&) = delete;
+
+private:
+    Ipod& mIpod;
+};
+
+void Ipod::withdraw() {
+    Pause const pause(*this);
+    showNode(false);
+}
+
+void Ipod::restore() {
+    Pause const pause(*this);
+    showNode(!mFaults.refuseOpen);
+}
+
 void Ipod::setCapabilities(Capabilities capabilities) {
-    stop();
+    Pause const pause(*this);
     mCapabilities = std::move(capabilities);
-    start();
 }
 
 void Ipod::setFaults(Faults const& faults) {
-    stop();
+    Pause const pause(*this);
+    showNode(!faults.refuseOpen);
     mFaults = faults;
-    if (mFaults.refuseOpen) {
-        mServer.reset();
-    } else if (!mServer && mDevice.type == IPOD) {
-        openNode();
-    }
-    start();
 }
 
 Json::Value Ipod::describe() const {
@@ -147,7 +178,8 @@ void Ipod::run() {
         std::vector<pollfd> waited{{mWake, POLLIN, 0}};
         waited.push_back({mServer ? mServer->fd() : -1, POLLIN, 0});
         for (auto const& peer : mPeers) {
-            waited.push_back({peer->fd(), POLLIN, 0});
+            short const event = peer->hasUnsent() ? POLLOUT : POLLIN;
+            waited.push_back({peer->fd(), event, 0});
         }
         if (poll(waited.data(), waited.size(), -1) == -1) {
             continue;
@@ -174,6 +206,10 @@ void Ipod::serveReady(std::vector<pollfd> const& waited) {
 }
 
 bool Ipod::progress(ControlNodePeer& peer) {
+    return peer.hasUnsent() ? peer.flush() : read(peer);
+}
+
+bool Ipod::read(ControlNodePeer& peer) {
     switch (peer.read()) {
     case ControlNodePeer::Progress::Waiting:
         return true;
@@ -202,7 +238,7 @@ bool Ipod::answer(ControlNodePeer& peer) {
         fields["errno"] = EIO; // what its client sees
     }
     mReport.line(event, fields);
-    return vanishing ? vanish(peer, reply) : peer.reply(reply);
+    return vanishing ? vanish(peer, reply) : peer.startReply(reply);
 }
 
 ControlNodeReply Ipod::answerCapabilities(ControlNodeRequest const& request,
@@ -245,7 +281,7 @@ ControlNodeReply Ipod::answerTags(ControlNodeRequest const& request, Json::Value
 bool Ipod::vanish(ControlNodePeer& peer, ControlNodeReply const& reply) {
     auto bytes = ControlNodePeer::encode(reply);
     bytes.resize(bytes.size() / 2);
-    peer.send(bytes);
+    peer.startSend(std::move(bytes));
     return false;
 }
 

@@ -24,7 +24,8 @@ Capabilities toCapabilities(std::string const& text);
  *
  * The driver has a thread of its own, which takes one request after the other from all who have
  * opened the node. A change stops that thread, changes, and starts it again, so that nothing is
- * shared while it runs and no request is lost.
+ * shared while it runs and no request is lost. The thread never waits for a client: whoever does
+ * not read its answer keeps nobody from a change, nor from an answer.
  */
 class Ipod {
 public:
@@ -38,7 +39,15 @@ public:
     /** Offers the node; does nothing for what is no iPod. @throws std::runtime_error if it fails */
     void serve();
 
+    /** Takes the node away from its place for another device; who has it open keeps it. */
+    void withdraw();
+
+    /** Offers it there again. @throws std::runtime_error if it fails */
+    void restore();
+
     void setCapabilities(Capabilities capabilities);
+
+    /** @throws std::runtime_error if the node cannot be offered; nothing has changed then */
     void setFaults(Faults const& faults);
 
     Device const& device() const { return mDevice; }
@@ -48,13 +57,15 @@ public:
 
 private:
     using Peers = std::list<std::unique_ptr<ControlNodePeer>>;
+    class Pause;
 
-    void openNode();
+    void showNode(bool shown);
     void start();
     void stop();
     void run();
     void serveReady(std::vector<pollfd> const& waited);
     bool progress(ControlNodePeer& peer);
+    bool read(ControlNodePeer& peer);
 
     bool answer(ControlNodePeer& peer);
     ControlNodeReply answerCapabilities(ControlNodeRequest const& request,

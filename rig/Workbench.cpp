@@ -1,7 +1,19 @@
 #include "rig/Workbench.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <stdexcept>
+
+namespace {
+
+/** The mount point in one spelling, whether it is there or not. */
+std::filesystem::path placeOf(Device const& device) {
+    std::error_code ignored;
+    return std::filesystem::weakly_canonical(std::filesystem::path(device.mountPoint) / "",
+                                             ignored);
+}
+
+} // namespace
 
 struct Workbench::Entry {
     char const* name;
@@ -39,7 +51,8 @@ void Workbench::perform(std::string const& line) {
             std::find_if(std::begin(ENTRIES), std::end(ENTRIES),
                          [&](Entry const& known) { return command.name() == known.name; });
         if (entry == std::end(ENTRIES)) {
-            throw std::invalid_argument("unknown command " + command.name());
+            throw std::invalid_argument("unknown command " + command.name()
+                                        + "; help shows what there is");
         }
         (this->*entry->action)(command);
     } catch (std::exception const& fault) {
@@ -56,7 +69,7 @@ std::string Workbench::help() {
 }
 
 void Workbench::attach(Command const& command) {
-    command.allowOptions({"caps", "type", "name", "content", "storage"});
+    command.allowOnly(2, {"silent"}, {"caps", "type", "name", "content", "storage"});
     Device device;
     device.id = command.number(0, "a device id");
     device.mountPoint = command.word(1, "a mount point");
@@ -72,17 +85,33 @@ void Workbench::attach(Command const& command) {
 }
 
 void Workbench::add(std::unique_ptr<Ipod> device) {
-    int const id = device->device().id;
-    mDevices.erase(std::remove_if(mDevices.begin(), mDevices.end(),
-                                  [&](auto const& known) { return known->device().id == id; }),
-                   mDevices.end());
-    publishList();
-    device->serve();
+    auto const former = find(device->device().id);
+    if (former == mDevices.end()) {
+        device->serve();
+    } else {
+        serveInsteadOf(**former, *device);
+        mDevices.erase(former);
+    }
     mDevices.push_back(std::move(device));
     publishList();
 }
 
+void Workbench::serveInsteadOf(Ipod& former, Ipod& device) {
+    if (placeOf(former.device()) != placeOf(device.device())) {
+        device.serve();
+        return;
+    }
+    former.withdraw();
+    try {
+        device.serve();
+    } catch (std::exception const&) {
+        former.restore();
+        throw;
+    }
+}
+
 void Workbench::detach(Command const& command) {
+    command.allowOnly(1, {"silent"});
     auto const slot = find(command);
     Device const device = (*slot)->device();
     mDevices.erase(slot);
@@ -93,7 +122,8 @@ void Workbench::detach(Command const& command) {
     }
 }
 
-void Workbench::list(Command const&) {
+void Workbench::list(Command const& command) {
+    command.allowOnly(0);
     Json::Value fields;
     fields["devices"] = Json::arrayValue;
     for (auto const& device : mDevices) {
@@ -103,6 +133,7 @@ void Workbench::list(Command const&) {
 }
 
 void Workbench::setCapabilities(Command const& command) {
+    command.allowOnly(2);
     auto const slot = find(command);
     (*slot)->setCapabilities(toCapabilities(command.word(1, "a capability list")));
     mReport.line("changed", (*slot)->describe());
@@ -133,7 +164,8 @@ void Workbench::answer(Command const& command) {
     mReport.line("answering");
 }
 
-void Workbench::reportHelp(Command const&) {
+void Workbench::reportHelp(Command const& command) {
+    command.allowOnly(0);
     Json::Value fields;
     for (auto const& entry : ENTRIES) {
         fields["commands"].append(entry.usage);
@@ -141,16 +173,22 @@ void Workbench::reportHelp(Command const&) {
     mReport.line("help", fields);
 }
 
-void Workbench::quit(Command const&) {
+void Workbench::quit(Command const& command) {
+    command.allowOnly(0);
     mEnded = true;
+}
+
+Workbench::Slot Workbench::find(int id) {
+    return std::find_if(mDevices.begin(), mDevices.end(),
+                        [&](auto const& device) { return device->device().id == id; });
 }
 
 Workbench::Slot Workbench::find(Command const& command) {
     int const id = command.number(0, "a device id");
-    auto const slot = std::find_if(mDevices.begin(), mDevices.end(),
-                                   [&](auto const& device) { return device->device().id == id; });
+    auto const slot = find(id);
     if (slot == mDevices.end()) {
-        throw std::invalid_argument("no device " + std::to_string(id));
+        throw std::invalid_argument("no device " + std::to_string(id)
+                                    + "; list shows what is attached");
     }
     return slot;
 }

@@ -43,8 +43,10 @@ private:
     void reportHelp(Command const& command);
     void quit(Command const& command);
 
+    Slot find(int id);
     Slot find(Command const& command);
     void add(std::unique_ptr<Ipod> device);
+    static void serveInsteadOf(Ipod& former, Ipod& device);
     void publishList();
     void emit(Device const& device, bool available);
 

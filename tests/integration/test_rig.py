@@ -2,6 +2,8 @@
 
 import errno
 import json
+import shutil
+import signal
 import socket
 import struct
 import subprocess
@@ -10,7 +12,8 @@ from expected import property_list
 from harness import CarTest, main, song
 from workbench import calls
 from workbench.bus import MEDIA
-from workbench.programs import DEADLINE, binary
+from workbench.car import Rig
+from workbench.programs import DEADLINE, Program as Process, binary
 
 CAPABILITIES = struct.pack("<HHHH16x", 0x0113, 8, 0x0013, 0x0032)
 
@@ -133,8 +136,11 @@ class Commands(CarTest):
         self.assertEqual(node.exchange(1, 0, CAPABILITIES[:6] + b"\x34" + CAPABILITIES[7:]),
                          (-errno.ENOSYS, 0, b""))
         self.assertEqual(node.exchange(1, 0, b"short"), (-errno.ENOSYS, 0, b""))
-        self.assertEqual(node.exchange(2, 5, b""), (errno.ENOTTY, 0, b""))
-        self.assertEqual(len(self.rig.seen("refused")), 3)
+        self.assertEqual(node.exchange(2, 5, b"abc"), (errno.ENOTTY, 0, b""))
+        self.assertEqual(self.rig.seen("refused"), [
+            {"event": "refused", "device": 1, "errno": errno.ENOSYS, "bytes": 24, "code": 0x34},
+            {"event": "refused", "device": 1, "errno": errno.ENOSYS, "bytes": 5, "dcmd": 0},
+            {"event": "refused", "device": 1, "errno": errno.ENOTTY, "bytes": 3, "dcmd": 5}])
 
     def test_faults_to_order(self):
         self.attach(1)
@@ -178,6 +184,147 @@ class Commands(CarTest):
                           for device in devices],
                          [(2, "ipod", [8], "slow=5 vanish"), (1, "usb", [8, 3], "none")])
 
+    def devices(self):
+        """What is attached, as the rig reports it and, which must be the same, as the bus does."""
+        found = [(device["id"], device["mountPoint"], device["caps"])
+                 for device in self.do("list", "list")["devices"]]
+        answer = json.loads(calls.busctl_raw(self.car.bus, "getDevices", "s", "{}", to=MEDIA))
+        told = [element["device"] for element in json.loads(answer["data"][0])["devices"]]
+        self.assertEqual([(device["id"], device["mountPoint"]) for device in told],
+                         [device[:2] for device in found])
+        return found
+
+    def test_an_attached_id_is_replaced_at_another_mount_point(self):
+        self.attach(1, "silent")
+        node = self.node(1)
+        node.capabilities()
+        self.do(f"attach 1 {self.car.mount_point(2)} caps=3 silent", "attached")
+        self.assertEqual(self.devices(), [(1, str(self.car.mount_point(2)), [3])])
+        self.assertEqual(node.socket.recv(1), b"")
+        self.assertFalse((self.car.mount_point(1) / ".FS_info." / "control").exists())
+        self.assertEqual(self.node(2).capabilities()[2], struct.pack("<iH", 1, 3))
+
+    def test_an_attached_id_is_replaced_at_its_own_mount_point(self):
+        for fault in ("none", "open"):
+            self.attach(1, "silent")
+            self.do(f"fault 1 {fault}", "changed")
+            self.do(f"attach 1 {self.car.mount_point(1)}/ caps=3 silent", "attached")
+            self.assertEqual(self.devices(), [(1, f"{self.car.mount_point(1)}/", [3])])
+            self.assertEqual(self.node(1).capabilities()[2], struct.pack("<iH", 1, 3))
+
+    def test_an_attached_id_is_replaced_where_its_folder_has_been_removed(self):
+        self.attach(1, "silent")
+        shutil.rmtree(self.car.mount_point(1))
+        self.attach(1, "silent caps=3")
+        self.assertEqual(self.node(1).capabilities()[2], struct.pack("<iH", 1, 3))
+
+    def test_a_failed_attach_leaves_the_attached_device_as_it_was(self):
+        self.attach(1, "silent caps=8")
+        node = self.node(1)
+        node.capabilities()
+        before = self.devices()
+        self.do("attach 1 /proc/nowhere caps=3", "error")
+        self.assertEqual(self.devices(), before)
+        self.assertEqual(node.capabilities()[2], struct.pack("<iH", 1, 8))
+        self.assertEqual(self.node(1).capabilities()[2], struct.pack("<iH", 1, 8))
+
+    def test_a_failed_attach_at_the_same_mount_point_leaves_the_device_attached(self):
+        self.attach(1, "silent caps=8")
+        node = self.node(1)
+        node.capabilities()
+        before = self.devices()
+        folder = self.car.mount_point(1) / ".FS_info."
+        folder.rename(self.car.root / "aside")
+        folder.write_text("no folder")
+        self.do(f"attach 1 {self.car.mount_point(1)} caps=3", "error")
+        self.assertEqual(self.devices(), before)
+        self.assertEqual(node.capabilities()[2], struct.pack("<iH", 1, 8))
+        folder.unlink()
+        self.do("fault 1 none", "changed")
+        self.assertEqual(self.node(1).capabilities()[2], struct.pack("<iH", 1, 8))
+
+    def client_that_does_not_read(self, device):
+        """One that has been sent more than its connection holds."""
+        count = 300000
+        self.do(f"caps {device} {','.join(['8'] * count)}", "changed")
+        node = self.node(device)
+        position = len(self.rig.reports)
+        node.socket.sendall(struct.pack("<IIII", 1, 0, 24, 4 + 2 * count) + CAPABILITIES)
+        self.rig.wait("capabilities", position)
+        return node, struct.pack("<iiIi", 0, 0, 4 + 2 * count, count) + b"\x08\x00" * count
+
+    def test_a_client_that_does_not_read_hinders_nobody(self):
+        self.attach(1)
+        node, answer = self.client_that_does_not_read(1)
+        self.do("caps 1 3", "changed")
+        self.do("fault 1 caps=EIO", "changed")
+        self.assertEqual(self.node(1).capabilities(), (-errno.EIO, 0, b""))
+        self.do("fault 1 none", "changed")
+        self.assertTrue(node._take(len(answer)) == answer, "the whole answer, once it is read")
+        self.assertEqual(node.capabilities()[2], struct.pack("<iH", 1, 3))
+
+    def test_a_client_that_does_not_read_is_detached_from(self):
+        self.attach(1)
+        node, answer = self.client_that_does_not_read(1)
+        self.do("detach 1", "detached")
+        self.assertIsNone(node._take(len(answer)))
+
+    def test_a_driver_vanishes_from_a_client_that_does_not_read(self):
+        self.attach(1)
+        self.do("fault 1 vanish", "changed")
+        node, answer = self.client_that_does_not_read(1)
+        self.do("fault 1 none", "changed")
+        self.assertIsNone(node._take(len(answer)))
+
+    def test_the_rig_ends_while_a_client_does_not_read(self):
+        self.attach(1)
+        self.client_that_does_not_read(1)
+        self.assertEqual(self.rig.stop(), 0)
+
+    def test_an_error_names_the_word_and_the_cure(self):
+        self.attach(1)
+        errno_cure = "give the name of an errno or a number above 0, as in"
+        for line, message in (
+                ("fault 1 slow=-1",
+                 "slow=-1: -1 is below 0; give milliseconds from 0 on, as in slow=200"),
+                ("fault 1 slow=soon",
+                 'slow=soon: "soon" is not a number; give milliseconds from 0 on, as in slow=200'),
+                ("fault 1 caps=-5", f"caps=-5: -5 is no errno; {errno_cure} caps=EIO"),
+                ("fault 1 caps=0", f"caps=0: 0 is no errno; {errno_cure} caps=EIO"),
+                ("fault 1 write=-5", f"write=-5: -5 is no errno; {errno_cure} write=ENOSPC, and "
+                 "behind a colon the info word if it matters, as in write=ENOSPC:7"),
+                ("fault 1 vanish=now", 'vanish=now: "now" is no exchange; give caps or write, or '
+                 "vanish alone for every request"),
+                ("fault 1 sulk", "fault does not know the word sulk; "
+                 "behind its 1 fixed word it takes none, open, vanish"),
+                ("fault 1 mood=bad", "fault does not know the option mood; "
+                 "it takes caps=, slow=, vanish=, write="),
+                ("attach 6 /x slient", "attach does not know the word slient; "
+                 "behind its 2 fixed words it takes silent"),
+                ("attach 6 /x colour=red", "attach does not know the option colour; "
+                 "it takes caps=, content=, name=, storage=, type="),
+                ("attach 6 /x caps=8,x", 'capability list "8,x": "x" is not a number; '
+                 "give numbers from 0 to 65535 joined by commas, as in 8,3, or none"),
+                ("caps 1 70000", 'capability list "70000": 70000 is not within 0 and 65535; '
+                 "give numbers from 0 to 65535 joined by commas, as in 8,3, or none"),
+                ("caps 1 8 3", "caps does not know the word 3; behind its 2 fixed words it takes "
+                 "nothing"),
+                ("detach 1 silnet", "detach does not know the word silnet; "
+                 "behind its 1 fixed word it takes silent"),
+                ("detach 1 silent=yes", "detach does not know the option silent; it takes none"),
+                ("list all", "list does not know the word all; behind its 0 fixed words it takes "
+                 "nothing"),
+                ("help caps", "help does not know the word caps; behind its 0 fixed words it takes "
+                 "nothing"),
+                ("quit now", "quit does not know the word now; behind its 0 fixed words it takes "
+                 "nothing"),
+                ("detach 9", "no device 9; list shows what is attached"),
+                ("atach 1", "unknown command atach; help shows what there is")):
+            with self.subTest(line):
+                self.assertEqual(self.do(line, "error")["message"], message)
+        self.assertEqual(self.devices(), [(1, str(self.car.mount_point(1)), [8, 3])])
+        self.assertEqual(self.do("list", "list")["devices"][0]["fault"], "none")
+
     def test_what_cannot_be_done_is_an_error_and_the_rig_goes_on(self):
         for line in ("nonsense", "attach", "attach one /tmp", "attach 1", "detach 9", "caps 9 8",
                      "fault 9 open", f"attach 1 {self.car.mount_point(1)} caps=x",
@@ -196,6 +343,17 @@ class Commands(CarTest):
         with self.assertRaises(calls.CallFailed):
             calls.busctl_raw(self.car.bus, "setDevices", "s", "{}", to=MEDIA)
         self.rig.wait("error")
+
+
+class StayingRig(Rig):
+    """A rig that outlives its input."""
+
+    def __init__(self, bus, folder):
+        # pylint: disable=super-init-not-called
+        with open(folder.path / "rig.err", "ab") as errors:
+            self.program = Process([binary("songlatch-rig"), "--stay"], bus.environment,
+                                   parse=json.loads, errors=errors, stdin=subprocess.PIPE)
+        self.reports = self.program.output
 
 
 class Program(CarTest):
@@ -223,12 +381,41 @@ class Program(CarTest):
         self.assertEqual([json.loads(line)["event"] for line in output.splitlines()],
                          ["ready", "attached", "list", "ended"])
 
-    def test_sigterm_ends_it_and_takes_the_nodes_away(self):
-        self.car.start_rig()
-        self.car.attach(1, silent=True)
-        self.car.rig.program.process.terminate()
-        self.assertEqual(self.car.rig.program.wait(), 0)
+    def assert_ended_in_order(self):
+        rig = self.car.rig
+        self.assertEqual(rig.program.wait(), 0)
+        self.assertEqual(rig.reports.finish()[-1]["event"], "ended")
         self.assertFalse((self.car.mount_point(1) / ".FS_info." / "control").exists())
+
+    def test_sigterm_and_sigint_end_it_and_take_the_nodes_away(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            with self.subTest(number):
+                self.car.start_rig()
+                self.car.attach(1, silent=True)
+                self.car.rig.program.process.send_signal(number)
+                self.assert_ended_in_order()
+
+    def test_with_stay_it_outlives_its_input_until_a_signal(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            with self.subTest(number):
+                self.car.rig = StayingRig(self.car.bus, self.car.folder)
+                self.car.attach(1, silent=True)
+                program = self.car.rig.program
+                program.process.stdin.close()
+                program.expect_running_for(1)
+                answer = calls.busctl_raw(self.car.bus, "getDevices", "s", "{}", to=MEDIA)
+                self.assertIn(str(self.car.mount_point(1)), answer)
+                program.process.send_signal(number)
+                self.assert_ended_in_order()
+
+    def test_a_second_rig_is_refused_and_the_first_goes_on(self):
+        self.car.start_rig()
+        status, output, _ = self.run_rig(lines="list\n")
+        self.assertEqual(status, 1)
+        [report] = map(json.loads, output.splitlines())
+        self.assertEqual(report["event"], "error")
+        self.assertIn("com.veldan.service.Media", report["message"])
+        self.assertEqual(self.car.rig.command("list", "list")["event"], "list")
 
     def test_help_names_every_command(self):
         status, output, _ = self.run_rig("--help")

@@ -9,12 +9,48 @@
 
 #include <cassert>
 #include <cstdio>
+#include <fcntl.h>
+#include <utility>
 
 namespace {
 
 constexpr int OLDEST_LIBXML2 = 20703;
 
 SaxRun* runUnderWay = nullptr;
+
+/** The file that the parse under way has still to open. */
+char const* fileToOpen = nullptr;
+
+xmlParserInput* openAsNamed(char const* /*url*/, char const* /*id*/, xmlParserCtxt* parser) {
+    char const* const path = std::exchange(fileToOpen, nullptr);
+    int const fd = path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC);
+    if (fd == -1) {
+        return nullptr;
+    }
+    xmlParserInputBuffer* const buffer = xmlParserInputBufferCreateFd(fd, XML_CHAR_ENCODING_NONE);
+    return xmlNewIOInputStream(parser, buffer, XML_CHAR_ENCODING_NONE);
+}
+
+/**
+ * While it lives, libxml2 opens one file by the very name that it has, and nothing else. By itself
+ * it takes a name for a URL: it decodes "%20", and fetches what begins with "http:".
+ */
+class FileAccess {
+public:
+    explicit FileAccess(std::string const& path) : mLoaderBefore(xmlGetExternalEntityLoader()) {
+        fileToOpen = path.c_str();
+        xmlSetExternalEntityLoader(openAsNamed);
+    }
+    ~FileAccess() {
+        xmlSetExternalEntityLoader(mLoaderBefore);
+        fileToOpen = nullptr;
+    }
+    FileAccess(FileAccess const&) = delete;
+    FileAccess& operator=(FileAccess const&) = delete;
+
+private:
+    xmlExternalEntityLoader mLoaderBefore;
+};
 
 template <class Parse>
 int parse(xmlSAXHandler& handler, void* userData, Parse source) {
@@ -85,6 +121,7 @@ void checkLibXml() {
 // Without user data the parser gives itself to the first callback, which is how it can be stopped.
 
 int parseFile(xmlSAXHandler& handler, void* userData, std::string const& path) {
+    FileAccess const access(path);
     return parse(handler, userData,
                  [&] { return xmlSAXUserParseFile(&handler, nullptr, path.c_str()); });
 }

@@ -9,6 +9,7 @@
 // itself through one.
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace {
 
@@ -27,8 +28,8 @@ class XmlEntities : public FilesTest {
 protected:
     XmlEntities() { loadConfig(); }
 
-    /** Every name that the parser asks for while it loads the tags. */
-    std::vector<std::string> openedByLoadTags() {
+    /** Every name that the parser asks for on its own while it loads the tags. */
+    std::vector<std::string> askedForByLoadTags() {
         opened.clear();
         xmlRegisterDefaultInputCallbacks();
         xmlRegisterInputCallbacks(takeNote, nullptr, nullptr, nullptr);
@@ -109,10 +110,22 @@ TEST_F(XmlEntities, NeverOpenAnotherFile) {
             std::string const head = declaration + "<!DOCTYPE m " + documentType + "><m>";
             for (char const* const content : {"<Tag Name=\"[&e;]\"/>", "&e;<Tag Name=\"a\"/>"}) {
                 writeData("Tags.xml", head + content + "</m>");
-                EXPECT_THAT(openedByLoadTags(), ElementsAre(dataPath("Tags.xml"))) << head;
+                EXPECT_THAT(askedForByLoadTags(), IsEmpty()) << head;
             }
         }
     }
+}
+
+TEST_F(XmlEntities, NamesOfFilesAreNoUrls) {
+    folder.write("a b.conf", "<c/>");
+    XMLTools::_CONFIGFILEPATH = folder.path("a%20b.conf");
+    stdoutOf([&] { EXPECT_NE(thrownBy([&] { tools.LoadConfig(); }), nullptr); });
+    XMLTools::_CONFIGFILEPATH = "file://" + folder.path("a%20b.conf");
+    stdoutOf([&] { EXPECT_NE(thrownBy([&] { tools.LoadConfig(); }), nullptr); });
+    folder.write("a%20b.conf", "<c><maxTagCount value=\"3\"/></c>");
+    XMLTools::_CONFIGFILEPATH = folder.path("a%20b.conf");
+    std::unique_ptr<CConfigInfo> const read(tools.LoadConfig());
+    EXPECT_EQ(read->maxTagCount(), 3);
 }
 
 TEST_F(XmlEntities, ThatMultiplyDoNoHarm) {

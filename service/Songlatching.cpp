@@ -4,6 +4,7 @@
 #include "service/stdTools.h"
 #include "tagdata/CTagException.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -62,6 +63,8 @@ void logFailure(CTagException const& failure) {
 int main(int argc, char** argv) {
     stdTools::FILELOGGING = true;
     tools.DEBUG = false;
+    // Nobody reading what is printed is no reason to end in the middle of a request.
+    std::signal(SIGPIPE, SIG_IGN);
     // A line printed must reach the journal although the process ends by being killed.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     readArguments(argc, argv);

@@ -7,6 +7,8 @@ import subprocess
 from expected import candidate_file, property_list, tag_file, tagged_file
 from harness import NO_DEVICE, STATUS, CarTest, connected, local, main, song, transfer
 from workbench import calls
+from workbench.bus import SERVICE
+from workbench.programs import binary
 
 
 class Restart(CarTest):
@@ -85,6 +87,25 @@ class Peers(CarTest):
         self.car.rig.command("fault 1 none", "changed")
         self.assertEqual(self.car.settle(position), [local(0)])
         self.assertEqual(self.received(), [(1, 0, property_list([song(1)]))])
+
+    def test_a_reader_of_its_output_that_goes_away_costs_no_tag(self):
+        self.car.service.kill()
+        reader, writer = os.pipe()
+        os.close(reader)
+        position = self.car.monitor.position
+        with subprocess.Popen(
+                [binary("Songlatch-undertest"), f"-config={self.folder.configuration}"],
+                env={**calls.environment(self.car.bus),
+                     "SONGLATCH_TEST_LOG": str(self.folder.log_path)},
+                stdout=writer) as service:
+            os.close(writer)
+            self.addCleanup(service.kill)
+            self.car.monitor.wait_for_owner(SERVICE, position)
+            # A record that is missing is an error, and errors are printed.
+            self.assertFalse(self.folder.tagged_info.exists())
+            self.assertEqual(self.car.tag(song(1))[0], STATUS["STORED_LOCAL"])
+            self.assert_stored([song(1)])
+            service.kill()
 
     def test_the_media_service_may_come_back(self):
         self.car.rig.stop()

@@ -16,12 +16,12 @@ is not as expected.
 END
 }
 
-case ${1:-} in
---help)
+case $#:${1:-} in
+0: | 1:--keep) ;;
+1:--help | 1:-h)
     usage
     exit 0
     ;;
---keep | "") ;;
 *)
     usage >&2
     exit 2

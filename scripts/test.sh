@@ -22,7 +22,11 @@ selection=(-LE long)
 while [ $# -gt 0 ]; do
     case $1 in
     --preset)
-        preset=${2:?--preset needs the name of a preset}
+        if [ $# -lt 2 ]; then
+            echo "scripts/test.sh: --preset needs the name of a preset; see --help" >&2
+            exit 2
+        fi
+        preset=$2
         shift
         ;;
     --long) selection=(-L long) ;;

@@ -1,7 +1,7 @@
 #include "tellbus/BusAddress.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <regex>
 
 namespace tellbus {
 
@@ -13,13 +13,27 @@ char const* environment(char const* name) {
     return value && *value ? value : nullptr;
 }
 
+/** Where the value that begins at or behind the place ends. */
+std::size_t endOfValue(std::string const& address, std::size_t from) {
+    return std::min(address.find_first_of(",;", from), address.size());
+}
+
 /**
  * An address as the bus prints it names this run of the bus; what comes back at the same place
  * after a restart is another run, and libdbus would refuse it for ever.
  */
-std::string withoutGuid(std::string const& address) {
-    std::string const shorter = std::regex_replace(address, std::regex(",guid=[^,;]*"), "");
-    return std::regex_replace(shorter, std::regex(":guid=[^,;]*,?"), ":");
+std::string withoutGuid(std::string address) {
+    constexpr std::size_t COMMA = 1;
+    std::size_t at = 0;
+    while ((at = address.find(",guid=")) != std::string::npos) {
+        address.erase(at, endOfValue(address, at + COMMA) - at);
+    }
+    while ((at = address.find(":guid=")) != std::string::npos) {
+        std::size_t const end = endOfValue(address, at);
+        bool const more = end < address.size() && address[end] == ',';
+        address.erase(at + 1, end + (more ? COMMA : 0) - (at + 1));
+    }
+    return address;
 }
 
 } // namespace

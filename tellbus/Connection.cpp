@@ -1,5 +1,6 @@
 #include "tellbus/Connection.h"
 
+#include "tellbus/Contained.h"
 #include "tellbus/HandOver.h"
 #include "tellbus/Handles.h"
 #include "tellbus/Introspection.h"
@@ -20,13 +21,6 @@ constexpr std::size_t QUEUE_LIMIT = DBUS_MAXIMUM_MESSAGE_LENGTH;
 constexpr std::chrono::seconds FAREWELL_LIMIT{2};
 
 constexpr std::chrono::seconds HELLO_LIMIT{5};
-
-template <class Handlers>
-void failAll(Handlers const& handlers, TELLBUS_tStatus status) {
-    for (auto const& handler : handlers) {
-        handler(status, nullptr);
-    }
-}
 
 bool isFrom(DBusMessage* message, char const* sender) {
     return std::strcmp(orEmpty(dbus_message_get_sender(message)), sender) == 0;
@@ -57,7 +51,10 @@ void tellOwner(std::vector<SubscriptionPtr> const& subscriptions, std::string co
     for (auto const& subscription : subscriptions) {
         if (subscription->live) {
             handOver();
-            subscription->onOwner(name.c_str(), before.c_str(), now.c_str(), subscription->cookie);
+            contained([&] {
+                subscription->onOwner(name.c_str(), before.c_str(), now.c_str(),
+                                      subscription->cookie);
+            });
         }
     }
 }
@@ -115,7 +112,6 @@ TELLBUS_tStatus Connection::close() {
 }
 
 void Connection::shut() {
-    std::vector<ReplyHandler> abandoned;
     {
         std::lock_guard const lock(mMutex);
         mState = State::Closed;
@@ -123,11 +119,30 @@ void Connection::shut() {
         mTimer.reset();
         mServices.clear();
         mSubscriptions.clear();
-        abandoned = mPending.takeAll();
     }
     mLoop->detach(mHandlerId);
     dropHandlesOf(shared_from_this());
-    failAll(abandoned, TELLBUS_E_CLOSED);
+    finishUnsubscribes();
+    failEach(TELLBUS_E_CLOSED, [this] { return mPending.takeFirst(); });
+}
+
+/**
+ * Takes one handler after the other, so that those which are left when one of them closes the
+ * connection are found by that, and are over before it returns.
+ */
+template <class Take>
+void Connection::failEach(TELLBUS_tStatus status, Take take) {
+    for (;;) {
+        ReplyHandler handler;
+        {
+            std::lock_guard const lock(mMutex);
+            handler = take();
+        }
+        if (!handler) {
+            return;
+        }
+        contained([&] { handler(status, nullptr); });
+    }
 }
 
 void Connection::leave(TimePoint deadline) {
@@ -221,7 +236,7 @@ void Connection::onReady(std::uint32_t events) {
 void Connection::pump() {
     while (MessagePtr const message = nextMessage()) {
         handOver();
-        handle(message.get());
+        contained([&] { handle(message.get()); });
     }
     std::lock_guard const lock(mMutex);
     settleTimer();
@@ -233,7 +248,7 @@ MessagePtr Connection::nextMessage() {
 }
 
 void Connection::onTimer() {
-    std::vector<ReplyHandler> expired;
+    TimePoint const now = Clock::now();
     bool retry = false;
     {
         std::lock_guard const lock(mMutex);
@@ -241,17 +256,17 @@ void Connection::onTimer() {
             return;
         }
         mTimer->expired();
-        expired = mPending.takeExpired(Clock::now());
-        retry = mRetryAt && *mRetryAt <= Clock::now();
+        retry = mRetryAt && *mRetryAt <= now;
         if (retry) {
             mRetryAt.reset();
         }
-        settleTimer();
     }
-    failAll(expired, TELLBUS_E_TIMEOUT);
+    failEach(TELLBUS_E_TIMEOUT, [&] { return mPending.takeExpired(now); });
     if (retry) {
         connect();
     }
+    std::lock_guard const lock(mMutex);
+    settleTimer();
 }
 
 void Connection::settleTimer() {
@@ -503,10 +518,14 @@ TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
     return TELLBUS_OK;
 }
 
-void Connection::unsubscribe(SubscriptionPtr const& subscription, EventLoop::Task done) {
+TELLBUS_tStatus Connection::unsubscribe(SubscriptionPtr const& subscription, EventLoop::Task done) {
     subscription->live = false;
     {
         std::lock_guard const lock(mMutex);
+        if (mState == State::Closed) {
+            return TELLBUS_E_HANDLE;
+        }
+        mUnsubscribed.push_back(std::move(done));
         bool const was = mSubscriptions.remove(subscription);
         if (was && mState == State::Up) {
             if (subscription->onSignal
@@ -518,7 +537,24 @@ void Connection::unsubscribe(SubscriptionPtr const& subscription, EventLoop::Tas
             }
         }
     }
-    mLoop->post(std::move(done));
+    mLoop->post([self = shared_from_this()] { self->finishUnsubscribes(); });
+    return TELLBUS_OK;
+}
+
+void Connection::finishUnsubscribes() {
+    for (;;) {
+        EventLoop::Task done;
+        {
+            std::lock_guard const lock(mMutex);
+            if (mUnsubscribed.empty()) {
+                return;
+            }
+            done = std::move(mUnsubscribed.front());
+            mUnsubscribed.pop_front();
+        }
+        handOver();
+        contained(done);
+    }
 }
 
 void Connection::addMatch(std::string const& rule) {
@@ -592,8 +628,10 @@ void Connection::onSignal(DBusMessage* message) {
     for (auto const& subscription : listeners) {
         if (subscription->live) {
             handOver();
-            subscription->onSignal(dbus_message_get_member(message), orEmpty(argument.text),
-                                   subscription->cookie);
+            contained([&] {
+                subscription->onSignal(dbus_message_get_member(message), orEmpty(argument.text),
+                                       subscription->cookie);
+            });
         }
     }
 }
@@ -692,7 +730,6 @@ void Connection::restore() {
 
 void Connection::onDisconnected() {
     std::unique_ptr<BusLink> link;
-    std::vector<ReplyHandler> abandoned;
     std::vector<WatchedName> ownersBefore;
     bool wasUp = false;
     {
@@ -702,7 +739,6 @@ void Connection::onDisconnected() {
         }
         wasUp = std::exchange(mState, State::Away) == State::Up;
         link = std::move(mLink);
-        abandoned = mPending.takeAll();
         for (auto const& watched : mSubscriptions.names()) {
             ownersBefore.push_back(*watched);
             watched->owner.clear();
@@ -715,7 +751,7 @@ void Connection::onDisconnected() {
     if (wasUp) {
         complain(Complaint::BusGone, mAddress);
     }
-    failAll(abandoned, TELLBUS_E_DISCONNECTED);
+    failEach(TELLBUS_E_DISCONNECTED, [this] { return mPending.takeFirst(); });
     for (auto const& before : ownersBefore) {
         if (!before.owner.empty()) {
             std::vector<SubscriptionPtr> told;

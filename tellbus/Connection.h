@@ -13,6 +13,7 @@
 #include "tellbus/Timer.h"
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -73,8 +74,11 @@ public:
     /** Works without a bus too; fails only on a closed connection. */
     TELLBUS_tStatus subscribe(SubscriptionPtr const& subscription);
 
-    /** Runs done on the library thread when no callback of the subscription can follow. */
-    void unsubscribe(SubscriptionPtr const& subscription, EventLoop::Task done);
+    /**
+     * Runs done on the library thread when no callback of the subscription can follow. Fails only
+     * on a closed connection, and then never runs it.
+     */
+    TELLBUS_tStatus unsubscribe(SubscriptionPtr const& subscription, EventLoop::Task done);
 
     /** Asks the bus and waits for its answer. */
     TELLBUS_tStatus nameHasOwner(char const* name, bool& hasOwner);
@@ -108,6 +112,9 @@ private:
     void onHello(TELLBUS_tStatus status);
     void onDisconnected();
     void shut();
+    template <class Take>
+    void failEach(TELLBUS_tStatus status, Take take);
+    void finishUnsubscribes();
     void refuse(DBusMessage* call, char const* errorName, std::string const& text);
 
     // With the mutex held.
@@ -138,6 +145,7 @@ private:
     PendingCalls mPending;
     Services mServices;
     Subscriptions mSubscriptions;
+    std::deque<EventLoop::Task> mUnsubscribed;         ///< what has to be told still
     std::shared_ptr<Answer<TELLBUS_tStatus>> mOpening; ///< who waits in open()
 };
 

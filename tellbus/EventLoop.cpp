@@ -1,13 +1,12 @@
 #include "tellbus/EventLoop.h"
 
 #include "tellbus/Answer.h"
-#include "tellbus/Complaints.h"
+#include "tellbus/Contained.h"
 #include "tellbus/HandOver.h"
 
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <exception>
 #include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -50,18 +49,6 @@ void control(int epoll, int operation, int fd, std::uint32_t events, std::uint64
     event.events = events;
     event.data.u64 = id;
     epoll_ctl(epoll, operation, fd, &event);
-}
-
-/** Nothing that a handler throws ends the thread. */
-template <class Call>
-void fenced(Call call) noexcept {
-    try {
-        call();
-    } catch (std::exception const& problem) {
-        complain(Complaint::Exception, problem.what());
-    } catch (...) {
-        complain(Complaint::Exception, "of unknown type");
-    }
 }
 
 } // namespace
@@ -117,7 +104,7 @@ bool EventLoop::run(Task task, TimePoint deadline) {
     }
     auto const done = std::make_shared<Answer<bool>>();
     post([task = std::move(task), done] {
-        fenced(task);
+        contained(task);
         done->set(true);
     });
     return done->waitUntil(deadline).has_value();
@@ -152,6 +139,7 @@ void EventLoop::unwatch(int fd) {
 
 bool EventLoop::stop(TimePoint deadline) {
     if (onThread()) {
+        mStoppedInside = true;
         mStopping = true;
         return false;
     }
@@ -174,8 +162,11 @@ void EventLoop::loop() {
         handOver();
         for (int index = 0; index < count && !mStopping; ++index) {
             auto const& event = events.at(static_cast<std::size_t>(index));
-            fenced([&] { dispatch(event.data.u64, event.events); });
+            contained([&] { dispatch(event.data.u64, event.events); });
         }
+    }
+    if (mStoppedInside) {
+        runTasks();
     }
 }
 
@@ -206,7 +197,7 @@ void EventLoop::runTasks() {
     }
     for (auto const& task : tasks) {
         handOver();
-        fenced(task);
+        contained(task);
     }
 }
 

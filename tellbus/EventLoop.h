@@ -50,7 +50,10 @@ public:
     void rewatch(int fd, std::uint32_t events, std::uint64_t id);
     void unwatch(int fd);
 
-    /** Ends the thread after the handler that runs; false if that has not come to its end. */
+    /**
+     * Ends the thread after the handler that runs; false if that has not come to its end. Asked on
+     * the thread itself it still lets the tasks run that wait by then.
+     */
     bool stop(TimePoint deadline);
 
 private:
@@ -62,6 +65,7 @@ private:
     int mEpoll;
     int mWake;
     std::atomic<bool> mStopping{false};
+    bool mStoppedInside = false; ///< only for the thread
     std::atomic<std::thread::id> mThreadId;
     std::thread mThread;
 

@@ -18,22 +18,13 @@ ReplyHandler PendingCalls::take(dbus_uint32_t serial) {
     return std::move(node.mapped().handler);
 }
 
-std::vector<ReplyHandler> PendingCalls::takeExpired(TimePoint now) {
-    std::vector<ReplyHandler> expired;
-    while (!mDeadlines.empty() && mDeadlines.begin()->first <= now) {
-        expired.push_back(take(mDeadlines.begin()->second));
-    }
-    return expired;
+ReplyHandler PendingCalls::takeExpired(TimePoint now) {
+    bool const due = !mDeadlines.empty() && mDeadlines.begin()->first <= now;
+    return due ? take(mDeadlines.begin()->second) : nullptr;
 }
 
-std::vector<ReplyHandler> PendingCalls::takeAll() {
-    std::vector<ReplyHandler> all;
-    for (auto& call : mCalls) {
-        all.push_back(std::move(call.second.handler));
-    }
-    mCalls.clear();
-    mDeadlines.clear();
-    return all;
+ReplyHandler PendingCalls::takeFirst() {
+    return mCalls.empty() ? nullptr : take(mCalls.begin()->first);
 }
 
 std::optional<TimePoint> PendingCalls::earliest() const {

@@ -9,7 +9,6 @@
 #include <optional>
 #include <set>
 #include <utility>
-#include <vector>
 
 namespace tellbus {
 
@@ -30,11 +29,11 @@ public:
     /** The handler of one call; empty if nobody waits (any more). */
     ReplyHandler take(dbus_uint32_t serial);
 
-    /** The handlers whose deadline has come, earliest first. */
-    std::vector<ReplyHandler> takeExpired(TimePoint now);
+    /** The handler with the earliest deadline, if that has come; empty if there is none (left). */
+    ReplyHandler takeExpired(TimePoint now);
 
-    /** All handlers, in the order of their calls. */
-    std::vector<ReplyHandler> takeAll();
+    /** The handler of the first call; empty if there is none (left). */
+    ReplyHandler takeFirst();
 
     std::optional<TimePoint> earliest() const;
 

@@ -58,6 +58,11 @@ bool Subscriptions::remove(SubscriptionPtr const& subscription) {
 }
 
 void Subscriptions::clear() {
+    for (auto const& list : mLists) {
+        for (auto const& subscription : list.second) {
+            subscription->live = false;
+        }
+    }
     mLists.clear();
     mNames.clear();
 }

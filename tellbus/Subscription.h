@@ -43,6 +43,8 @@ public:
 
     /** False if it was not there. */
     bool remove(SubscriptionPtr const& subscription);
+
+    /** Gives all of them up. */
     void clear();
 
     /** The watched name, null if no subscription is about it. */

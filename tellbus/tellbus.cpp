@@ -281,13 +281,12 @@ TELLBUS_tStatus TELLBUS_asyncUnsubscribe(void* handle, TELLBUS_fStatus callback,
         if (!connection) {
             return TELLBUS_E_HANDLE;
         }
-        connection->unsubscribe(subscription, [callback, cookie] {
+        return connection->unsubscribe(subscription, [callback, cookie] {
             if (callback) {
                 TELLBUS_tCallbackStatus const done{TELLBUS_OK};
                 callback(&done, cookie);
             }
         });
-        return TELLBUS_OK;
     });
 }
 

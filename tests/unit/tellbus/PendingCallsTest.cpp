@@ -13,8 +13,10 @@ protected:
             serial, [this, serial](TELLBUS_tStatus, DBusMessage*) { called.push_back(serial); },
             deadline);
     }
-    void callAll(std::vector<ReplyHandler> const& handlers) {
-        for (auto const& handler : handlers) {
+    /** Calls each handler that take() gives, until it gives none. */
+    template <class Take>
+    void callEach(Take take) {
+        while (ReplyHandler const handler = take()) {
             handler(TELLBUS_OK, nullptr);
         }
     }
@@ -37,7 +39,7 @@ TEST_F(PendingCallsTest, ExpireByDeadlineEarliestFirst) {
     add(2, now + std::chrono::seconds(1));
     add(3, now + std::chrono::seconds(2));
     EXPECT_EQ(pending.earliest(), now + std::chrono::seconds(1));
-    callAll(pending.takeExpired(now + std::chrono::seconds(2)));
+    callEach([&] { return pending.takeExpired(now + std::chrono::seconds(2)); });
     EXPECT_THAT(called, ElementsAre(2U, 3U));
     EXPECT_EQ(pending.earliest(), now + std::chrono::seconds(3));
 }
@@ -45,14 +47,14 @@ TEST_F(PendingCallsTest, ExpireByDeadlineEarliestFirst) {
 TEST_F(PendingCallsTest, NeverExpireWithoutADeadline) {
     add(1, TimePoint::max());
     EXPECT_EQ(pending.earliest(), std::nullopt);
-    EXPECT_TRUE(pending.takeExpired(TimePoint::max()).empty());
+    EXPECT_FALSE(pending.takeExpired(TimePoint::max()));
 }
 
-TEST_F(PendingCallsTest, AreAllGivenInTheOrderOfTheirCalls) {
+TEST_F(PendingCallsTest, AreGivenInTheOrderOfTheirCalls) {
     add(3, now);
     add(1, TimePoint::max());
     add(2, now);
-    callAll(pending.takeAll());
+    callEach([&] { return pending.takeFirst(); });
     EXPECT_THAT(called, ElementsAre(1U, 2U, 3U));
-    EXPECT_TRUE(pending.takeAll().empty());
+    EXPECT_EQ(pending.earliest(), std::nullopt);
 }

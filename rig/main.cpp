@@ -39,11 +39,14 @@ struct Options {
 Options optionsOf(std::vector<std::string> const& arguments) {
     Options options;
     for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-        if (*argument == "--script" && argument + 1 != arguments.end()) {
-            options.scripts.push_back(*++argument);
+        if (*argument == "--script") {
+            if (++argument == arguments.end()) {
+                throw std::invalid_argument("songlatch-rig: --script needs a file; see --help");
+            }
+            options.scripts.push_back(*argument);
         } else if (*argument == "--stay") {
             options.stay = true;
-        } else if (*argument == "--help") {
+        } else if (*argument == "--help" || *argument == "-h") {
             options.help = true;
         } else {
             throw std::invalid_argument("songlatch-rig: " + *argument
@@ -60,6 +63,9 @@ void play(std::string const& script, Workbench& workbench) {
     }
     for (std::string line; !workbench.ended() && std::getline(lines, line);) {
         workbench.perform(line);
+    }
+    if (lines.bad()) {
+        throw std::runtime_error("cannot read " + script);
     }
 }
 

@@ -425,7 +425,11 @@ class Program(CarTest):
 
     def test_an_unknown_option_and_a_missing_bus_are_failures(self):
         self.assertEqual(self.run_rig("--nonsense")[0], 2)
-        self.assertEqual(self.run_rig("--script", "/nowhere/script")[0], 1)
+        status, _, words = self.run_rig("--script")
+        self.assertEqual(status, 2)
+        self.assertIn("--script needs a file", words)
+        for unreadable in ("/nowhere/script", str(self.car.root)):
+            self.assertEqual(self.run_rig("--script", unreadable)[0], 1)
         self.car.bus.address = "unix:path=/nowhere/bus"
         status, output, _ = self.run_rig()
         self.assertEqual(status, 1)

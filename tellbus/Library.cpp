@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <dbus/dbus.h>
+#include <unistd.h>
 #include <utility>
 
 namespace tellbus {
@@ -30,12 +31,16 @@ void Library::begin() {
         mExitHandled = true;
     }
     if (!mLoop) {
+        mProcess = getpid();
         mLoop = EventLoop::start();
     }
     ++mUsers;
 }
 
 void Library::end() {
+    if (isInherited()) {
+        return;
+    }
     std::shared_ptr<EventLoop> ended;
     {
         std::lock_guard const lock(mMutex);
@@ -60,9 +65,17 @@ void Library::atProcessExit() {
     instance().leave();
 }
 
+// A child of fork() has no library thread, and shares its parent's sockets: it must not end them.
+bool Library::isInherited() const {
+    return mProcess != getpid();
+}
+
 // What callers have sent must arrive although the process ends right behind it. No callback runs
 // from here on: what it would work with is about to be destroyed.
 void Library::leave() {
+    if (isInherited()) {
+        return;
+    }
     if (auto const loop = this->loop()) {
         loop->stop(Clock::now() + THREAD_LIMIT);
         TimePoint const deadline = Clock::now() + FAREWELL_LIMIT;

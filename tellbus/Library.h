@@ -2,8 +2,10 @@
 
 #include "tellbus/EventLoop.h"
 
+#include <atomic>
 #include <memory>
 #include <mutex>
+#include <sys/types.h>
 
 namespace tellbus {
 
@@ -25,7 +27,9 @@ public:
 private:
     static void atProcessExit();
     void leave();
+    bool isInherited() const;
 
+    std::atomic<pid_t> mProcess{0}; ///< whose thread it is
     std::mutex mMutex;
     unsigned int mUsers = 0;
     bool mExitHandled = false;

@@ -185,3 +185,21 @@ TEST_F(ProcessExit, IsNotHeldUpByABusThatDoesNotRead) {
     gate.open();
     EXPECT_EQ(statusOf(child), 0);
 }
+
+TEST_F(ProcessExit, OfAForkedChildLeavesItsParentsConnectionAlone) {
+    pid_t const parent = inChild([] {
+        serveNow(echo, nullptr);
+        pid_t const child = fork();
+        if (child == 0) {
+            exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        void* connection = nullptr;
+        TELLBUS_getConnection(0, 0, &connection);
+        Inbox<Result> results;
+        TELLBUS_asyncInvoke(connection, NAME, PATH, "any", "{}", false, 5000, resultInto, nullptr,
+                            &results);
+        _exit(results.next().status == TELLBUS_OK ? 0 : 1);
+    });
+    EXPECT_EQ(statusOf(parent), 0);
+}

@@ -12,7 +12,7 @@ namespace tellbus {
 namespace {
 
 constexpr std::chrono::seconds PAUSE{1};
-constexpr std::array<char const*, 8> TEXTS = {
+constexpr std::array<char const*, 9> TEXTS = {
     "dropped a signal whose argument is not one string: ",
     "dropped a signal whose sender does not own the name: ",
     "took a reply that is not one string as failed: ",
@@ -21,6 +21,7 @@ constexpr std::array<char const*, 8> TEXTS = {
     "the bus is gone: ",
     "caught an exception: ",
     "cannot use an interface description: ",
+    "dropped a call that wants no reply: ",
 };
 
 /** Whether a line of this cause may go out now. */

@@ -14,6 +14,7 @@ enum class Complaint {
     BusGone,      ///< the connection broke
     Exception,    ///< a callback or the library's own code threw
     Description,  ///< an interface description that cannot be used
+    BadCall,      ///< a wrong call that wants no reply, not even an error
 };
 
 /** Writes "libtellbus: ..." to standard error, at most one line a second for the same cause. */

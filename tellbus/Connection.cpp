@@ -90,21 +90,22 @@ void Connection::start() {
 }
 
 TELLBUS_tStatus Connection::open() {
+    TimePoint const deadline = answerDeadline();
     auto const opening = std::make_shared<Answer<TELLBUS_tStatus>>();
     {
         std::lock_guard const lock(mMutex);
         mOpening = opening;
     }
     mLoop->post([self = shared_from_this()] { self->connect(); });
-    auto const status = opening->waitUntil(answerDeadline()).value_or(TELLBUS_E_TIMEOUT);
+    auto const status = opening->waitUntil(deadline).value_or(TELLBUS_E_TIMEOUT);
     if (failed(status)) {
-        close();
+        close(deadline);
     }
     return status;
 }
 
-TELLBUS_tStatus Connection::close() {
-    if (!mLoop->run([self = shared_from_this()] { self->shut(); }, answerDeadline())) {
+TELLBUS_tStatus Connection::close(TimePoint deadline) {
+    if (!mLoop->run([self = shared_from_this()] { self->shut(); }, deadline)) {
         return TELLBUS_E_TIMEOUT;
     }
     leave(Clock::now() + FAREWELL_LIMIT);
@@ -205,7 +206,8 @@ TELLBUS_tStatus Connection::transmit(DBusMessage* message, TimePoint deadline,
     if (serial == 0) {
         return TELLBUS_E_MEMORY;
     }
-    mPending.add(serial, std::move(handler), deadline);
+    mPending.add(serial, std::move(handler), deadline,
+                 orEmpty(dbus_message_get_destination(message)));
     if (deadline != TimePoint::max()) {
         mTimer->notLaterThan(deadline);
     }
@@ -298,7 +300,8 @@ void Connection::onAnswer(DBusMessage* message) {
     ReplyHandler handler;
     {
         std::lock_guard const lock(mMutex);
-        handler = mPending.take(dbus_message_get_reply_serial(message));
+        handler = mPending.take(dbus_message_get_reply_serial(message),
+                                orEmpty(dbus_message_get_sender(message)));
     }
     if (handler) {
         handler(statusOf(message), message);
@@ -390,9 +393,10 @@ void Connection::onIntrospectCall(DBusMessage* message) {
 }
 
 void Connection::refuse(DBusMessage* call, char const* errorName, std::string const& text) {
-    if (!dbus_message_get_no_reply(call)) {
-        send(errorReply(returnAddressOf(call), errorName, text.c_str()));
+    if (dbus_message_get_no_reply(call)) {
+        return complain(Complaint::BadCall, describeMessage(call) + ": " + text);
     }
+    send(errorReply(returnAddressOf(call), errorName, text.c_str()));
 }
 
 // ---- services
@@ -406,10 +410,13 @@ TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
         if (failed(status)) {
             return status;
         }
+        // A place in the queue for the name would be lost by a request that wants none.
+        bool const known = mServices.hasName(service->name);
         if (!mServices.add(service)) {
             return TELLBUS_E_EXISTS;
         }
-        MessagePtr const request = requestName(service->name.c_str(), DBUS_NAME_FLAG_DO_NOT_QUEUE);
+        MessagePtr const request =
+            requestName(service->name.c_str(), known ? 0 : DBUS_NAME_FLAG_DO_NOT_QUEUE);
         status = transmit(request.get(), deadline,
                           [self = shared_from_this(), service, answer](TELLBUS_tStatus result,
                                                                        DBusMessage* message) {
@@ -420,10 +427,11 @@ TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
             return status;
         }
     }
-    auto const status = answer->waitUntil(deadline + ANSWER_LIMIT);
+    auto const status = answer->waitUntil(deadline);
     if (!status) {
         std::lock_guard const lock(mMutex);
         mServices.remove(service);
+        releaseIfUnused(service->name);
     }
     return status.value_or(TELLBUS_E_TIMEOUT);
 }
@@ -431,13 +439,14 @@ TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
 TELLBUS_tStatus Connection::onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status) {
     std::lock_guard const lock(mMutex);
     if (!mServices.contains(service)) {
-        // Whoever registered has given up waiting.
-        releaseIfUnused(service->name);
-        return TELLBUS_E_TIMEOUT;
+        // The connection was closed, or whoever registered has given up waiting.
+        return failed(status) ? status : TELLBUS_E_TIMEOUT;
     }
     service->named = !failed(status);
     if (!service->named) {
         mServices.remove(service);
+        // The bus may have queued us for it.
+        releaseIfUnused(service->name);
     }
     return status;
 }
@@ -485,7 +494,7 @@ TELLBUS_tStatus Connection::nameHasOwner(char const* name, bool& hasOwner) {
     if (failed(sent)) {
         return sent;
     }
-    auto const found = answer->waitUntil(deadline + ANSWER_LIMIT);
+    auto const found = answer->waitUntil(deadline);
     hasOwner = found && found->second;
     return found ? found->first : TELLBUS_E_TIMEOUT;
 }

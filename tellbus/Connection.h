@@ -48,7 +48,7 @@ public:
      * Fails what is pending, sends what is queued and waits until no callback runs any more. In a
      * callback it does not wait for that callback.
      */
-    TELLBUS_tStatus close();
+    TELLBUS_tStatus close(TimePoint deadline = answerDeadline());
 
     /** Lets what is queued leave, without any callback: the process ends. */
     void leave(TimePoint deadline);

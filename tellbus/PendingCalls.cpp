@@ -2,11 +2,28 @@
 
 namespace tellbus {
 
-void PendingCalls::add(dbus_uint32_t serial, ReplyHandler handler, TimePoint deadline) {
-    mCalls.insert_or_assign(serial, Call{std::move(handler), deadline});
+namespace {
+
+/** Whether a name stands for one process as long as the bus runs. */
+bool isFixed(std::string const& name) {
+    return name.rfind(':', 0) == 0 || name == DBUS_SERVICE_DBUS;
+}
+
+} // namespace
+
+void PendingCalls::add(dbus_uint32_t serial, ReplyHandler handler, TimePoint deadline,
+                       std::string destination) {
+    mCalls.insert_or_assign(serial, Call{std::move(handler), deadline, std::move(destination)});
     if (deadline != TimePoint::max()) {
         mDeadlines.emplace(deadline, serial);
     }
+}
+
+ReplyHandler PendingCalls::take(dbus_uint32_t serial, std::string const& sender) {
+    auto const call = mCalls.find(serial);
+    bool const forged = call != mCalls.end() && isFixed(call->second.destination)
+                        && sender != call->second.destination && sender != DBUS_SERVICE_DBUS;
+    return forged ? nullptr : take(serial);
 }
 
 ReplyHandler PendingCalls::take(dbus_uint32_t serial) {

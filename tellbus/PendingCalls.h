@@ -8,6 +8,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <string>
 #include <utility>
 
 namespace tellbus {
@@ -24,10 +25,16 @@ using ReplyHandler = std::function<void(TELLBUS_tStatus status, DBusMessage* rep
  */
 class PendingCalls {
 public:
-    void add(dbus_uint32_t serial, ReplyHandler handler, TimePoint deadline);
+    /** destination is the name that the call went to. */
+    void add(dbus_uint32_t serial, ReplyHandler handler, TimePoint deadline,
+             std::string destination = {});
 
-    /** The handler of one call; empty if nobody waits (any more). */
-    ReplyHandler take(dbus_uint32_t serial);
+    /**
+     * The handler of one call; empty if nobody waits (any more), or if the sender cannot be the
+     * one who was called. Who owned a well-known name when the call reached it only the bus knows,
+     * which also answers in place of others; so for such a name each sender will do.
+     */
+    ReplyHandler take(dbus_uint32_t serial, std::string const& sender);
 
     /** The handler with the earliest deadline, if that has come; empty if there is none (left). */
     ReplyHandler takeExpired(TimePoint now);
@@ -41,7 +48,11 @@ private:
     struct Call {
         ReplyHandler handler;
         TimePoint deadline;
+        std::string destination;
     };
+
+    ReplyHandler take(dbus_uint32_t serial);
+
     std::map<dbus_uint32_t, Call> mCalls;
     std::set<std::pair<TimePoint, dbus_uint32_t>> mDeadlines;
 };

@@ -106,12 +106,17 @@ TELLBUS_tStatus answerOnce(void* requestContext, Make make) {
     if (request->noReply) {
         return TELLBUS_NO_REPLY_WANTED;
     }
+    MessagePtr message = make(request->caller);
     if (request->replied.exchange(true)) {
         return TELLBUS_E_REPLIED;
     }
     auto const connection = request->connection.lock();
-    return connection ? connection->answer(request->generation, make(request->caller))
-                      : TELLBUS_E_CLOSED;
+    TELLBUS_tStatus const status =
+        connection ? connection->answer(request->generation, std::move(message)) : TELLBUS_E_CLOSED;
+    if (failed(status)) {
+        request->replied = false;
+    }
+    return status;
 }
 
 } // namespace

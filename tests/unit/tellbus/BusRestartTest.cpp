@@ -180,3 +180,18 @@ TEST_F(BusRestart, TellsTheOwnerThatIsThereToWhoeverSubscribedWhileTheBusWasAway
     EXPECT_EQ(changes.arrived(), 1U);
     TELLBUS_closeConnection(client);
 }
+
+TEST_F(BusRestart, KeepsThePlaceInTheQueueForANameThatIsRegisteredAgain) {
+    serve(echo);
+    bus.stop();
+    PrivateBus const other;
+    RawClient raw(other.address());
+    ASSERT_TRUE(raw.own(NAME));
+    ASSERT_EQ(rename(other.folder().path("bus").c_str(), bus.folder().path("bus").c_str()), 0);
+    awaitBack(server);
+    void* handle = nullptr;
+    EXPECT_EQ(TELLBUS_registerService(server, NAME, "/second", 0, echo, nullptr, &handle),
+              TELLBUS_E_NAME_TAKEN);
+    raw.disown(NAME);
+    EXPECT_THAT(callUntilAnswered(), Succeeded("again"));
+}

@@ -191,3 +191,36 @@ TEST_F(Call, ThatWaitsAtShutdownFailsBeforeShutdownReturns) {
     EXPECT_EQ(results.arrived(), 1U);
     EXPECT_THAT(results.next(), Failed(TELLBUS_E_CLOSED));
 }
+
+TEST_F(Call, AnsweredByItsServiceWithAnErrorOfTheBusHasNotFailedOnTheWay) {
+    serve(requestInto, &requests);
+    for (char const* const name : {DBUS_ERROR_TIMEOUT, DBUS_ERROR_NO_REPLY,
+                                   DBUS_ERROR_SERVICE_UNKNOWN, DBUS_ERROR_ACCESS_DENIED}) {
+        invoke(results, "any", "{}");
+        EXPECT_EQ(TELLBUS_returnError(requests.next().context, name, "of its own"), TELLBUS_OK);
+        EXPECT_THAT(results.next(), Failed(TELLBUS_E_REMOTE)) << name;
+    }
+}
+
+TEST_F(Call, FailsWithoutReplyWhenTheServiceGoesAway) {
+    serve(ignore);
+    invoke(results, "any", "{}");
+    settle(client);
+    TELLBUS_closeConnection(server);
+    EXPECT_THAT(results.next(), Failed(TELLBUS_E_NO_REPLY));
+}
+
+TEST_F(Call, OfAConnectionIsAnsweredByNoOther) {
+    RawClient called(bus.address());
+    RawClient forger(bus.address());
+    std::string const name = called.name();
+    invoke(results, "any", "{}", 0, name.c_str());
+    RawMessage const call = called.next(DBUS_MESSAGE_TYPE_METHOD_CALL);
+    for (RawClient* const sender : {&forger, &called}) {
+        RawMessage reply(dbus_message_new_method_return(call.get()));
+        RawClient::append(reply, sender == &called ? "real" : "forged");
+        sender->send(reply);
+        sender->call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
+    }
+    EXPECT_THAT(results.next(), Succeeded("real"));
+}

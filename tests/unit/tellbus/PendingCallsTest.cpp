@@ -8,10 +8,10 @@ using namespace tellbus;
 
 class PendingCallsTest : public ::testing::Test {
 protected:
-    void add(dbus_uint32_t serial, TimePoint deadline) {
+    void add(dbus_uint32_t serial, TimePoint deadline, std::string const& to = "com.example") {
         pending.add(
             serial, [this, serial](TELLBUS_tStatus, DBusMessage*) { called.push_back(serial); },
-            deadline);
+            deadline, to);
     }
     /** Calls each handler that take() gives, until it gives none. */
     template <class Take>
@@ -27,10 +27,10 @@ protected:
 
 TEST_F(PendingCallsTest, GiveTheHandlerOfACallOnce) {
     add(7, now);
-    pending.take(7)(TELLBUS_OK, nullptr);
+    pending.take(7, ":1.5")(TELLBUS_OK, nullptr);
     EXPECT_THAT(called, ElementsAre(7U));
-    EXPECT_FALSE(pending.take(7));
-    EXPECT_FALSE(pending.take(8));
+    EXPECT_FALSE(pending.take(7, ":1.5"));
+    EXPECT_FALSE(pending.take(8, ":1.5"));
     EXPECT_EQ(pending.earliest(), std::nullopt);
 }
 
@@ -57,4 +57,20 @@ TEST_F(PendingCallsTest, AreGivenInTheOrderOfTheirCalls) {
     callEach([&] { return pending.takeFirst(); });
     EXPECT_THAT(called, ElementsAre(1U, 2U, 3U));
     EXPECT_EQ(pending.earliest(), std::nullopt);
+}
+
+TEST_F(PendingCallsTest, TakeAnAnswerFromTheConnectionThatWasCalledOrFromTheBus) {
+    add(1, now, ":1.5");
+    add(2, now, ":1.5");
+    add(3, now, DBUS_SERVICE_DBUS);
+    EXPECT_FALSE(pending.take(1, ":1.6"));
+    EXPECT_FALSE(pending.take(3, ":1.6"));
+    EXPECT_TRUE(pending.take(1, ":1.5"));
+    EXPECT_TRUE(pending.take(2, DBUS_SERVICE_DBUS));
+    EXPECT_TRUE(pending.take(3, DBUS_SERVICE_DBUS));
+}
+
+TEST_F(PendingCallsTest, TakeAnAnswerFromAnybodyForANameThatMayHaveChangedHands) {
+    add(1, now, "com.example.one.Echo");
+    EXPECT_TRUE(pending.take(1, ":1.6"));
 }

@@ -281,3 +281,63 @@ TEST_F(ServiceOnBus, ThatThrowsInItsCallbackDoesNotEndTheProcess) {
     EXPECT_THAT(call("any", "{}", 100), Failed(TELLBUS_E_TIMEOUT));
     settle(server);
 }
+
+TEST_F(ServiceOnBus, SaysOnceASecondThatItDroppedAWrongCallWithoutReply) {
+    serve(ignore);
+    RawClient raw(bus.address());
+    testing::internal::CaptureStderr();
+    for (int index = 0; index < 3; ++index) {
+        RawMessage const number = RawClient::methodCall(NAME, PATH, NAME, "any");
+        dbus_int32_t const value = 5;
+        dbus_message_append_args(number.get(), DBUS_TYPE_INT32, &value, DBUS_TYPE_INVALID);
+        RawMessage const elsewhere = RawClient::methodCall(NAME, "/elsewhere", NAME, "any");
+        for (RawMessage const* const message : {&number, &elsewhere}) {
+            dbus_message_set_no_reply(message->get(), TRUE);
+            raw.send(*message);
+        }
+    }
+    raw.call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
+    settle(server);
+    std::string const said = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(said, "libtellbus: dropped a call that wants no reply: " + std::string(PATH)
+                        + " any from " + raw.name() + ": One string or nothing is expected\n");
+}
+
+TEST_F(ServiceOnBus, MayAnswerAgainAfterTheQueueWasFull) {
+    void* const service = serve(requestInto, &requests);
+    invoke(results, "any", "{}");
+    void* const context = requests.next().context;
+    bus.pause();
+    std::string const large(std::size_t{1} * 1024 * 1024, 'x');
+    while (TELLBUS_emit(service, "any", large.c_str()) == TELLBUS_OK) {
+    }
+    EXPECT_EQ(TELLBUS_returnResult(context, "{}"), TELLBUS_E_QUEUE_FULL);
+    bus.resume();
+    TELLBUS_tStatus status = TELLBUS_E_QUEUE_FULL;
+    while (status == TELLBUS_E_QUEUE_FULL) {
+        status = TELLBUS_returnResult(context, "{}");
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(status, TELLBUS_OK);
+    EXPECT_THAT(results.next(), Succeeded("{}"));
+    EXPECT_EQ(TELLBUS_returnResult(context, "{}"), TELLBUS_E_REPLIED);
+    TELLBUS_freeReqContext(context);
+}
+
+TEST_F(ServiceOnBus, IsToldOfTheCloseWhileItWaitsForItsName) {
+    bus.pause();
+    Inbox<TELLBUS_tStatus> registered;
+    auto const registering = [&] {
+        void* handle = nullptr;
+        registered.put(TELLBUS_registerService(server, NAME, PATH, 0, echo, nullptr, &handle));
+    };
+    std::thread one(registering);
+    std::thread other(registering);
+    // The later one is refused at once because the earlier one waits.
+    EXPECT_EQ(registered.next(), TELLBUS_E_EXISTS);
+    EXPECT_EQ(TELLBUS_closeConnection(server), TELLBUS_OK);
+    EXPECT_EQ(registered.next(), TELLBUS_E_CLOSED);
+    one.join();
+    other.join();
+    bus.resume();
+}

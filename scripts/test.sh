@@ -12,6 +12,7 @@ Usage: scripts/test.sh [--preset NAME] [--long | --all] [--] [ctest options]
   --all          those and all others
   --help         this text
 
+The preset fuzz builds and runs the fuzz targets alone, for a bounded time.
 Without --long and --all the tests labelled "long" are left out. What follows is handed to ctest,
 as in: scripts/test.sh --preset asan -R CTag
 END
@@ -45,9 +46,14 @@ while [ $# -gt 0 ]; do
 done
 
 groups=(build run test)
-[ "$preset" = fuzz ] && groups+=(fuzz)
+targets=()
+if [ "$preset" = fuzz ]; then
+    groups+=(fuzz)
+    targets=(fuzz_targets)
+    selection=(-L fuzz)
+fi
 ensure_packages "${groups[@]}"
-build_preset "$preset"
+build_preset "$preset" "${targets[@]}"
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}

@@ -19,7 +19,7 @@ constexpr char PATH[] = "/com/veldan/service/Media";
 constexpr unsigned int TIMEOUT = 10000;
 
 /** Takes everything and notes it as "kind id data". */
-class Client : public CSvcClientBase {
+class Client final : public CSvcClientBase {
 public:
     using CSvcClientBase::processTellbusResult;
     void processTellbusResult(unsigned int const& id, char const* text, void* context) override {

@@ -25,7 +25,16 @@
  * ENDING. What was sent before exit() or the return from main still reaches the bus: the end of the
  * process waits for it, at most two seconds if the bus does not read. No callback begins then.
  *
- * FAULTS. Nothing here ends the process and nothing is thrown. What goes wrong where no caller can
+ * FORK. The library belongs to the process that initialized it. A child made by fork() has its
+ * parent's sockets but no library thread: it may call exec or exit, which leave the parent's
+ * connections alone, and none of these operations.
+ *
+ * TRUST. Signals come from the owner of the sender's name only. An answer comes from the bus or the
+ * connection that was called; for a call to a well-known name it is the bus's policy, which by
+ * default lets no reply pass that nobody asked for, that keeps others from answering.
+ *
+ * FAULTS. Nothing here ends the process and nothing is thrown; what a callback throws ends there
+ * and keeps no other callback from being called. What goes wrong where no caller can
  * be told is one line on standard error, at most one a second for the same cause.
  */
 #ifndef TELLBUS_TELLBUS_H
@@ -69,9 +78,9 @@ typedef uint32_t TELLBUS_tStatus;
 #define TELLBUS_E_NO_BUS 0x80000007u
 /** The bus is away at the moment, or went before it could answer. */
 #define TELLBUS_E_DISCONNECTED 0x80000008u
-/** No answer in time. */
+/** No answer in time, from the service or from the bus. */
 #define TELLBUS_E_TIMEOUT 0x80000009u
-/** The answer is an error that has no code here. */
+/** The service answers with an error, of whatever name, or the bus with one without code here. */
 #define TELLBUS_E_REMOTE 0x8000000Au
 /** Nobody owns the name that was called. */
 #define TELLBUS_E_NO_SERVICE 0x8000000Bu
@@ -83,7 +92,10 @@ typedef uint32_t TELLBUS_tStatus;
 #define TELLBUS_E_REPLIED 0x8000000Eu
 /** The connection was closed meanwhile. */
 #define TELLBUS_E_CLOSED 0x8000000Fu
-/** 128 MiB wait for a bus that does not read, or a limit of the bus is reached. */
+/**
+ * 128 MiB wait for a bus that does not read, or a limit of the bus is reached. What a client does
+ * not read waits in the bus, within the bus's limits.
+ */
 #define TELLBUS_E_QUEUE_FULL 0x80000010u
 /** This waits for the bus and cannot do so in a callback. */
 #define TELLBUS_E_THREAD 0x80000011u
@@ -153,8 +165,9 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_getConnection(unsigned int reserved1, unsign
  * Closes a connection with all that belongs to it; the handles of its services, subscriptions and
  * requests are stale from then on.
  *
- * Calls that wait fail with TELLBUS_E_CLOSED, and what was sent is written, before this returns.
- * No callback of the connection runs after that, except the one that closes it itself. Waits at
+ * Before this returns, calls that wait fail with TELLBUS_E_CLOSED, unsubscribes are told that they
+ * are done, and what was sent is written. No callback of the connection runs after that, except the
+ * one that closes it itself; in a callback those of the failing calls run inside this. Waits at
  * most 10 seconds for a callback that runs, and then fails with TELLBUS_E_TIMEOUT; the connection
  * closes when that callback is over.
  */
@@ -162,6 +175,7 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_closeConnection(void* connection);
 /**
  * Closes all connections and ends the library's thread, if this is the last of as many calls as
  * TELLBUS_initialize had. In a callback the thread ends after that callback. More calls do nothing.
+ * What TELLBUS_closeConnection says of callbacks holds for each connection.
  */
 TELLBUS_API void TELLBUS_shutdown(void);
 /**
@@ -173,8 +187,9 @@ TELLBUS_API void TELLBUS_shutdown(void);
  *
  * Calls with any interface or none are delivered; those with an argument that is not one string
  * are answered with org.freedesktop.DBus.Error.InvalidArgs, those for other paths with
- * org.freedesktop.DBus.Error.UnknownObject. org.freedesktop.DBus.Introspectable and
- * org.freedesktop.DBus.Peer are answered by the library, on each path up to the root.
+ * org.freedesktop.DBus.Error.UnknownObject; if they want no reply they are dropped with a line.
+ * org.freedesktop.DBus.Introspectable and org.freedesktop.DBus.Peer are answered by the library, on
+ * each path up to the root.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_registerService(void* connection, char const* name,
                                                     char const* path, unsigned int reserved,
@@ -224,7 +239,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_subscribe(void* connection, char const* obje
                                               void* cookie, void** handle);
 /**
  * Is told of each change of the owner of a bus name. Works also while the bus is away; the owner
- * goes with the bus and comes back with it.
+ * goes with the bus and comes back with it. Who subscribes meanwhile is told then, too, who owns
+ * the name.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_subscribeOwnerChanged(void* connection, char const* name,
                                                           TELLBUS_fNameOwnerChanged callback,
@@ -252,8 +268,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_emit(void* handle, char const* signalName,
 /**
  * Answers a request, at any time and from any thread, once. The context stays until it is freed.
  *
- * To a request that wants no reply nothing is sent: TELLBUS_NO_REPLY_WANTED. A text that is refused
- * does not count: the request can still be answered.
+ * To a request that wants no reply nothing is sent: TELLBUS_NO_REPLY_WANTED. What fails does not
+ * count: after a text that is refused or TELLBUS_E_QUEUE_FULL the request can still be answered.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_returnResult(void* requestContext, char const* jsonResult);
 /**

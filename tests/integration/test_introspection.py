@@ -1,0 +1,52 @@
+"""What others see of the service without having read about it."""
+
+import os
+import pathlib
+import subprocess
+
+from harness import CarTest, main
+from workbench import calls
+from workbench.bus import SERVICE, SERVICE_PATH
+
+DESCRIPTION = (pathlib.Path(__file__).resolve().parents[2] / "packaging" / "dbus"
+               / f"{SERVICE}.xml")
+
+METHODS = ("tagRequest", "clearAllLocalTags", "getProperties", "checkTag")
+SIGNALS = ("localStatus", "connectionStatus", "transferStatus")
+
+
+class Introspection(CarTest):
+    """The delivered description, where the service looks for it."""
+
+    def prepare(self):
+        interfaces = self.folder.path / "share" / "dbus-1" / "interfaces"
+        interfaces.mkdir(parents=True)
+        (interfaces / DESCRIPTION.name).symlink_to(DESCRIPTION)
+        os.environ["XDG_DATA_DIRS"] = str(self.folder.path / "share")
+        self.addCleanup(os.environ.pop, "XDG_DATA_DIRS")
+        super().prepare()
+
+    def seen_by(self, *command):
+        return subprocess.run([*command], env=calls.environment(self.car.bus), check=True,
+                              capture_output=True, text=True).stdout
+
+    def test_busctl_lists_the_methods_and_the_signals(self):
+        lines = [line.split()[:4] for line in
+                 self.seen_by("busctl", "--system", "introspect", SERVICE, SERVICE_PATH,
+                              SERVICE).splitlines()]
+        for method in METHODS:
+            self.assertIn([f".{method}", "method", "s", "s"], lines)
+        for signal in SIGNALS:
+            self.assertIn([f".{signal}", "signal", "s", "-"], lines)
+
+    def test_gdbus_names_the_arguments(self):
+        text = self.seen_by("gdbus", "introspect", "--system", "--dest", SERVICE,
+                            "--object-path", SERVICE_PATH)
+        for method in METHODS:
+            self.assertRegex(text, rf"{method}\(in  s parameters,\s+out s reply\);")
+        for signal in SIGNALS:
+            self.assertRegex(text, rf"{signal}\(s status\);")
+
+
+if __name__ == "__main__":
+    main()

@@ -605,10 +605,8 @@ void Connection::onOwner(std::weak_ptr<WatchedName> const& weak, TELLBUS_tStatus
         }
         watched->resolved = true;
         before = watched->owner;
-        if (!failed(status)) {
-            watched->owner = orEmpty(argumentOf(answer).text);
-        } else if (status == TELLBUS_E_NO_SERVICE) {
-            watched->owner.clear();
+        if (!failed(status) || status == TELLBUS_E_NO_SERVICE) {
+            watched->owner = failed(status) ? "" : orEmpty(argumentOf(answer).text);
         }
         now = watched->owner;
         if (watched->announce && now != before) {

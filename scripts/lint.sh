@@ -14,6 +14,6 @@ fi
 clang-format --dry-run --Werror "${sources[@]}"
 [ "${1:-}" = --format-only ] && exit 0
 
-[ -f build/debug/build.ninja ] || cmake --preset debug --log-level=NOTICE
+cmake --preset debug --log-level=NOTICE
 # Tests are left to the compiler's warnings: the macros of the test framework are not ours to mend.
 run-clang-tidy -quiet -p build/debug "^$repository/(service|tagdata|files|bus|ipod|platform|tellbus|rig|tools)/"

@@ -3,8 +3,10 @@
 #include "support/BlockedThread.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <future>
 #include <gmock/gmock.h>
 #include <sched.h>
@@ -148,6 +150,33 @@ TEST_F(Channels, AReceiverThatWaitsIsWokenByAPulse) {
     ASSERT_TRUE(waitUntilBlocked(started.get_future().get()));
     ASSERT_TRUE(send(5));
     EXPECT_EQ(5, code.get());
+}
+
+TEST_F(Channels, ASignalDoesNotEndTheWait) {
+    static std::atomic<bool> interrupted;
+    interrupted = false;
+    struct sigaction noting {};
+    noting.sa_handler = [](int) { interrupted = true; };
+    struct sigaction before {};
+    ASSERT_EQ(0, sigaction(SIGUSR1, &noting, &before));
+
+    std::promise<pid_t> started;
+    std::promise<int> code;
+    std::thread receiver([&] {
+        started.set_value(threadId());
+        code.set_value(receive().code);
+    });
+    pid_t const thread = started.get_future().get();
+    EXPECT_TRUE(waitUntilBlocked(thread));
+    EXPECT_EQ(0, pthread_kill(receiver.native_handle(), SIGUSR1));
+    while (!interrupted) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(waitUntilBlocked(thread));
+    EXPECT_TRUE(send(5));
+    EXPECT_EQ(5, code.get_future().get());
+    receiver.join();
+    EXPECT_EQ(0, sigaction(SIGUSR1, &before, nullptr));
 }
 
 TEST_F(Channels, ManySendersKeepTheirOwnOrder) {

@@ -1,11 +1,11 @@
 #include "bus/CTellbusEventListener.h"
 
 #include "bus/CTellbusRequest.h"
+#include "bus/PulsePriority.h"
 #include "bus/Report.h"
 #include "platform/neutrino.h"
 
 #include <cstring>
-#include <sched.h>
 
 // The one crossing between the threads. A record is owned by the callback that makes it until its
 // pulse is in the channel, and from then on by CTellbusEventServerBase::start(), which frees it
@@ -105,8 +105,8 @@ void CTellbusEventListener::forward(std::unique_ptr<Record> record,
 }
 
 bool CTellbusEventListener::sendEventPulse(CTellbusEvent const* event, int const& eventCode) const {
-    int const lowest = sched_get_priority_min(SCHED_RR);
-    if (MsgSendPulse(m_connection, lowest, eventCode, reinterpret_cast<std::intptr_t>(event))
+    if (MsgSendPulse(m_connection, pulsePriority(), eventCode,
+                     reinterpret_cast<std::intptr_t>(event))
         == -1) {
         report("CTellbusEventListener: MsgSendPulse error!\n");
         return false;

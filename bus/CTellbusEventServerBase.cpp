@@ -1,6 +1,7 @@
 #include "bus/CTellbusEventServerBase.h"
 
 #include "bus/CTellbusRequest.h"
+#include "bus/PulsePriority.h"
 #include "bus/Report.h"
 #include "bus/TellbusStatus.h"
 #include "platform/neutrino.h"
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <sched.h>
 
 // One thread, one queue. The bus library's threads post pulses whose value is the address of a
 // CTellbusEvent; start() takes them in the order of the channel and frees event and record when the
@@ -146,8 +146,7 @@ void CTellbusEventServerBase::handleStatus(CTellbusEvent const& event) {
 
 void CTellbusEventServerBase::stop() {
     disableTellbus();
-    if (MsgSendPulse(m_connection, sched_get_priority_min(SCHED_RR), CTellbusEvent::Stop, 0)
-        == -1) {
+    if (MsgSendPulse(m_connection, pulsePriority(), CTellbusEvent::Stop, 0) == -1) {
         report("CTellbusEventServerBase: MsgSendPulse error!\n");
     }
 }

@@ -311,11 +311,10 @@ void Connection::onAnswer(DBusMessage* message) {
 // ---- calls from others
 
 void Connection::onCall(DBusMessage* message) {
-    std::string const interface = orEmpty(dbus_message_get_interface(message));
-    if (interface == DBUS_INTERFACE_PEER) {
+    if (dbus_message_has_interface(message, DBUS_INTERFACE_PEER)) {
         return onPeerCall(message);
     }
-    if (interface == DBUS_INTERFACE_INTROSPECTABLE) {
+    if (dbus_message_has_interface(message, DBUS_INTERFACE_INTROSPECTABLE)) {
         return onIntrospectCall(message);
     }
     std::string const path = orEmpty(dbus_message_get_path(message));
@@ -324,7 +323,7 @@ void Connection::onCall(DBusMessage* message) {
     {
         std::lock_guard const lock(mMutex);
         service = mServices.route(path, orEmpty(dbus_message_get_destination(message)));
-        isNode = path == "/" || !mServices.childrenOf(path).empty();
+        isNode = !service && (path == "/" || !mServices.childrenOf(path).empty());
     }
     if (service) {
         return onServiceCall(service, message);

@@ -2,7 +2,8 @@
 // echo of one thread on bare libdbus.
 //
 // Each round makes one call of each kind, so that whatever else the machine does meets all of them
-// alike. The servers are processes of their own on a bus of their own.
+// alike. Each kind has a server process of its own, so that none finds its server warmed up by
+// another kind's call. The bus is one for this program.
 
 #include "bus/CSvcImplBase.h"
 #include "bus/CTellbusEventRouter.h"
@@ -21,19 +22,20 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <sys/prctl.h>
 #include <vector>
 
 namespace {
 
-constexpr char BARE_NAME[] = "com.example.latency.Bare";
-constexpr char FRAMEWORK_NAME[] = "com.example.latency.Framework";
 constexpr char PATH[] = "/com/example/latency";
 constexpr char METHOD[] = "getProperties";
 constexpr char TEXT[] = "{\"props\":[\"transferStatus\",\"connectionStatus\",\"localStatus\"]}";
 
 constexpr int WARM_UP = 2000;
 constexpr int DEFAULT_ROUNDS = 20000;
+
+using Clock = std::chrono::steady_clock;
 
 constexpr double MEDIAN_LIMIT = 1.25;
 constexpr double P99_LIMIT = 1.5;
@@ -65,9 +67,9 @@ void answerBare(DBusConnection* connection, DBusMessage* call) {
     dbus_message_unref(reply);
 }
 
-void serveBare(std::string const& address) {
+void serveBare(std::string const& address, char const* name) {
     DBusConnection* const connection = connectBare(address);
-    dbus_bus_request_name(connection, BARE_NAME, DBUS_NAME_FLAG_DO_NOT_QUEUE, nullptr);
+    dbus_bus_request_name(connection, name, DBUS_NAME_FLAG_DO_NOT_QUEUE, nullptr);
     while (dbus_connection_read_write(connection, -1)) {
         while (DBusMessage* const message = dbus_connection_pop_message(connection)) {
             if (dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_CALL) {
@@ -80,28 +82,45 @@ void serveBare(std::string const& address) {
 
 class EchoService : public CSvcImplBase {
 public:
-    EchoService() : CSvcImplBase(FRAMEWORK_NAME, PATH, true) {}
+    explicit EchoService(char const* name) : CSvcImplBase(name, PATH, true) {}
 
     void processTellbusRequest(CTellbusRequest* request) override {
         request->returnReply(TEXT, true);
     }
 };
 
-void serveFramework(std::string const& /*address*/) {
-    EchoService const service;
+void serveFramework(std::string const& /*address*/, char const* name) {
+    EchoService const service(name);
     CTellbusEventRouter::getMe()->start();
 }
 
-/** Runs a server in a process of its own, which goes with this one. */
-pid_t startServer(void (*serve)(std::string const&), std::string const& address) {
-    pid_t const child = fork();
-    if (child == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        serve(address);
-        _exit(0);
+/** A server in a process of its own, which goes with this one. */
+class Server {
+public:
+    using Serve = void (*)(std::string const& address, char const* name);
+
+    Server(Serve serve, std::string const& address, char const* name)
+        : mName(name), mProcess(fork()) {
+        if (mProcess == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            serve(address, name);
+            _exit(0);
+        }
     }
-    return child;
-}
+    ~Server() {
+        kill(mProcess, SIGKILL);
+        waitpid(mProcess, nullptr, 0);
+    }
+    Server(Server const&) = delete;
+    Server& operator=(Server const&) = delete;
+
+    char const* name() const { return mName; }
+    pid_t process() const { return mProcess; }
+
+private:
+    char const* mName;
+    pid_t mProcess;
+};
 
 // ---- the clients
 
@@ -119,7 +138,8 @@ public:
         return dbus_bus_name_has_owner(mConnection, name, nullptr);
     }
 
-    void call(char const* name) const {
+    /** Makes a call and says when it was answered. */
+    Clock::time_point call(char const* name) const {
         DBusMessage* const message = dbus_message_new_method_call(name, PATH, name, METHOD);
         char const* text = TEXT;
         dbus_message_append_args(message, DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
@@ -131,8 +151,10 @@ public:
             || std::strcmp(answer, TEXT) != 0) {
             fail("a call had no or another answer");
         }
+        auto const answered = Clock::now();
         dbus_message_unref(message);
         dbus_message_unref(reply);
+        return answered;
     }
 
 private:
@@ -151,14 +173,16 @@ public:
     LibraryClient(LibraryClient const&) = delete;
     LibraryClient& operator=(LibraryClient const&) = delete;
 
-    void call(char const* name) {
-        mAnswered = false;
+    /** Makes a call, waits for its callback and says when that was. */
+    Clock::time_point call(char const* name) {
+        mAnswered.reset();
         if (TELLBUS_FAILED(TELLBUS_asyncInvoke(mConnection, name, PATH, METHOD, TEXT, false, 0,
                                                onResult, nullptr, this))) {
             fail("a call could not be made");
         }
         std::unique_lock lock(mMutex);
-        mArrived.wait(lock, [this] { return mAnswered; });
+        mArrived.wait(lock, [this] { return mAnswered.has_value(); });
+        return *mAnswered;
     }
 
 private:
@@ -167,15 +191,17 @@ private:
         if (TELLBUS_FAILED(status->status) || std::strcmp(text, TEXT) != 0) {
             fail("a call had no or another answer");
         }
-        std::lock_guard const lock(self.mMutex);
-        self.mAnswered = true;
+        {
+            std::lock_guard const lock(self.mMutex);
+            self.mAnswered = Clock::now();
+        }
         self.mArrived.notify_one();
     }
 
     void* mConnection = nullptr;
     std::mutex mMutex;
     std::condition_variable mArrived;
-    bool mAnswered = false;
+    std::optional<Clock::time_point> mAnswered;
 };
 
 // ---- measuring
@@ -189,41 +215,58 @@ double processorMicroseconds(pid_t pid) {
     return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
 }
 
-struct Kind {
-    char const* title;
-    pid_t server;
-    std::function<void()> call;
-    std::vector<double> microseconds;
-    double processor = 0;
-
-    void measure() {
-        double const processorBefore = processorMicroseconds(server) + processorMicroseconds(0);
-        auto const before = std::chrono::steady_clock::now();
-        call();
-        auto const took = std::chrono::steady_clock::now() - before;
-        microseconds.push_back(std::chrono::duration<double, std::micro>(took).count());
-        processor += processorMicroseconds(server) + processorMicroseconds(0) - processorBefore;
+class Durations {
+public:
+    void add(Clock::duration duration) {
+        mMicroseconds.push_back(std::chrono::duration<double, std::micro>(duration).count());
     }
 
     double quantile(double share) {
         auto const place =
-            static_cast<std::ptrdiff_t>(share * static_cast<double>(microseconds.size() - 1));
-        std::nth_element(microseconds.begin(), microseconds.begin() + place, microseconds.end());
-        return microseconds[static_cast<std::size_t>(place)];
+            static_cast<std::ptrdiff_t>(share * static_cast<double>(mMicroseconds.size() - 1));
+        std::nth_element(mMicroseconds.begin(), mMicroseconds.begin() + place, mMicroseconds.end());
+        return mMicroseconds[static_cast<std::size_t>(place)];
+    }
+
+    double median() { return quantile(0.5); }
+    double p99() { return quantile(0.99); }
+    double count() const { return static_cast<double>(mMicroseconds.size()); }
+
+private:
+    std::vector<double> mMicroseconds;
+};
+
+struct Kind {
+    char const* title;
+    Server const& server;
+    std::function<Clock::time_point(char const* name)> call; ///< returns when it was answered
+    Durations answered;
+    Durations returned;
+    double processor = 0;
+
+    void measure() {
+        double const processorBefore =
+            processorMicroseconds(server.process()) + processorMicroseconds(0);
+        auto const before = Clock::now();
+        auto const answer = call(server.name());
+        returned.add(Clock::now() - before);
+        answered.add(answer - before);
+        processor +=
+            processorMicroseconds(server.process()) + processorMicroseconds(0) - processorBefore;
     }
 };
 
 void print(Kind& kind, Kind& floor) {
-    double const median = kind.quantile(0.5);
-    double const p99 = kind.quantile(0.99);
-    std::printf("%-44s %8.1f %6.2f %8.1f %6.2f %8.1f\n", kind.title, median,
-                median / floor.quantile(0.5), p99, p99 / floor.quantile(0.99),
-                kind.processor / static_cast<double>(kind.microseconds.size()));
+    std::printf("%-42s %7.1f %5.2f %7.1f %5.2f %7.1f %7.1f %5.2f\n", kind.title,
+                kind.answered.median(), kind.answered.median() / floor.answered.median(),
+                kind.answered.p99(), kind.answered.p99() / floor.answered.p99(),
+                kind.processor / kind.answered.count(), kind.returned.median(),
+                kind.returned.median() / floor.returned.median());
 }
 
 bool within(Kind& kind, Kind& floor) {
-    return kind.quantile(0.5) <= MEDIAN_LIMIT * floor.quantile(0.5)
-           && kind.quantile(0.99) <= P99_LIMIT * floor.quantile(0.99);
+    return kind.answered.median() <= MEDIAN_LIMIT * floor.answered.median()
+           && kind.answered.p99() <= P99_LIMIT * floor.answered.p99();
 }
 
 } // namespace
@@ -233,27 +276,26 @@ int main(int argc, char** argv) {
     int const rounds = argc > 1 ? std::max(100, std::atoi(argv[1])) : DEFAULT_ROUNDS;
     PrivateBus bus;
     bus.use();
-    pid_t const bare = startServer(serveBare, bus.address());
-    pid_t const framework = startServer(serveFramework, bus.address());
-    BareClient client(bus.address());
-    while (!client.nameIsOwned(BARE_NAME) || !client.nameIsOwned(FRAMEWORK_NAME)) {
+    Server const floor(serveBare, bus.address(), "com.example.latency.Floor");
+    Server const service(serveFramework, bus.address(), "com.example.latency.Service");
+    Server const both(serveFramework, bus.address(), "com.example.latency.Both");
+    BareClient const client(bus.address());
+    for (auto const* const server : {&floor, &service, &both}) {
+        while (!client.nameIsOwned(server->name())) {
+        }
     }
     LibraryClient library;
+    auto const callBare = [&](char const* name) { return client.call(name); };
+    auto const callLibrary = [&](char const* name) { return library.call(name); };
 
     std::array<Kind, 3> kinds = {{
-        {"bare client, bare echo (the floor)", bare, [&] { client.call(BARE_NAME); }, {}},
-        {"bare client, libtellbus and event server",
-         framework,
-         [&] { client.call(FRAMEWORK_NAME); },
-         {}},
-        {"libtellbus client and event server",
-         framework,
-         [&] { library.call(FRAMEWORK_NAME); },
-         {}},
+        {"bare client, bare echo (the floor)", floor, callBare, {}, {}},
+        {"bare client, libtellbus and event server", service, callBare, {}, {}},
+        {"libtellbus client and event server", both, callLibrary, {}, {}},
     }};
     for (int round = 0; round < WARM_UP; ++round) {
         for (auto& kind : kinds) {
-            kind.call();
+            kind.call(kind.server.name());
         }
     }
     for (int round = 0; round < rounds; ++round) {
@@ -261,8 +303,8 @@ int main(int argc, char** argv) {
             kind.measure();
         }
     }
-    std::printf("%d rounds, microseconds a call\n%-44s %8s %6s %8s %6s %8s\n", rounds, "", "median",
-                "x", "p99", "x", "cpu");
+    std::printf("%d rounds, microseconds a call\n%-42s %7s %5s %7s %5s %7s %7s %5s\n", rounds, "",
+                "median", "x", "p99", "x", "cpu", "caller", "x");
     bool ok = true;
     for (auto& kind : kinds) {
         print(kind, kinds.front());
@@ -270,9 +312,5 @@ int main(int argc, char** argv) {
     }
     std::printf("limits: median x %.2f, p99 x %.2f: %s\n", MEDIAN_LIMIT, P99_LIMIT,
                 ok ? "kept" : "EXCEEDED");
-    for (pid_t const server : {bare, framework}) {
-        kill(server, SIGKILL);
-        waitpid(server, nullptr, 0);
-    }
     return ok ? 0 : 1;
 }

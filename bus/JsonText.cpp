@@ -8,8 +8,8 @@ constexpr bool COLLECT_COMMENTS = false;
 
 bool read(std::string const& text, Json::Value& value) {
     try {
-        return Json::Reader().parse(text.data(), text.data() + text.size(), value,
-                                    COLLECT_COMMENTS);
+        thread_local Json::Reader reader;
+        return reader.parse(text.data(), text.data() + text.size(), value, COLLECT_COMMENTS);
     } catch (Json::Exception const&) {
         // The reader's answer to nesting beyond its stack limit. A text from the bus must not be
         // able to end the library's thread.

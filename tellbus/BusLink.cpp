@@ -12,6 +12,13 @@ namespace tellbus {
 
 namespace {
 
+/**
+ * How many bytes of messages may wait to be handled before libdbus stops reading: any message is
+ * enough. It would read until the socket is empty otherwise, and for a message that comes alone
+ * that is one more system call, which finds nothing.
+ */
+constexpr long READ_AHEAD = 1;
+
 std::uint32_t eventsOf(DBusWatch* watch) {
     unsigned int const flags = dbus_watch_get_flags(watch);
     std::uint32_t events = 0;
@@ -59,7 +66,7 @@ BusLink::BusLink(std::shared_ptr<EventLoop> loop, std::uint64_t handlerId,
     : mLoop(std::move(loop)), mHandlerId(handlerId), mConnection(connection) {
     dbus_connection_set_exit_on_disconnect(mConnection, FALSE);
     dbus_connection_set_max_message_size(mConnection, DBUS_MAXIMUM_MESSAGE_LENGTH);
-    dbus_connection_set_max_received_size(mConnection, DBUS_MAXIMUM_MESSAGE_LENGTH);
+    dbus_connection_set_max_received_size(mConnection, READ_AHEAD);
     dbus_connection_get_socket(mConnection, &mFd);
     dbus_connection_set_watch_functions(mConnection, onAdd, onRemove, onToggle, this, nullptr);
 }
@@ -78,6 +85,7 @@ dbus_uint32_t BusLink::send(DBusMessage* message) {
 }
 
 void BusLink::ready(std::uint32_t events) {
+    mReading = true;
     std::vector<DBusWatch*> const watches = mWatches;
     for (DBusWatch* const watch : watches) {
         if (std::find(mWatches.begin(), mWatches.end(), watch) == mWatches.end()) {
@@ -91,8 +99,16 @@ void BusLink::ready(std::uint32_t events) {
     }
 }
 
-MessagePtr BusLink::next() {
-    return MessagePtr(dbus_connection_pop_message(mConnection));
+MessagePtr BusLink::next(MessagePtr before) {
+    before.reset();
+    // To ask is much cheaper than to take from an empty queue, which is what follows each message.
+    bool const some = dbus_connection_get_dispatch_status(mConnection) != DBUS_DISPATCH_COMPLETE;
+    MessagePtr message(some ? dbus_connection_pop_message(mConnection) : nullptr);
+    if (!message) {
+        mReading = false;
+        updateEvents();
+    }
+    return message;
 }
 
 bool BusLink::isConnected() const {
@@ -122,7 +138,7 @@ void BusLink::flush(TimePoint deadline) {
            && waitFor(mFd, POLLIN | POLLOUT, deadline)) {
         // Reading too: a bus that waits for us to read would never take the rest.
         ready(EPOLLIN | EPOLLOUT);
-        while (next()) {
+        while (next(nullptr)) {
         }
     }
 }
@@ -151,8 +167,12 @@ void BusLink::onRemove(DBusWatch* watch, void* link) {
     self->updateEvents();
 }
 
+/** Reading stops at a message and goes on after it: epoll needs to know only what holds then. */
 void BusLink::onToggle(DBusWatch* /*watch*/, void* link) {
-    static_cast<BusLink*>(link)->updateEvents();
+    auto* const self = static_cast<BusLink*>(link);
+    if (!self->mReading) {
+        self->updateEvents();
+    }
 }
 
 /** libdbus has one watch to read and one to write; epoll has one entry for both. */

@@ -33,11 +33,14 @@ public:
      */
     dbus_uint32_t send(DBusMessage* message);
 
-    /** Reads and writes as the epoll events say. */
+    /** Reads and writes as the epoll events say; after it next() is called until it has no more. */
     void ready(std::uint32_t events);
 
-    /** The next message that has been read whole, null if there is none. */
-    MessagePtr next();
+    /**
+     * The next message that has been read whole, null if there is none. Takes back the one before:
+     * nothing more is read while a message is out.
+     */
+    MessagePtr next(MessagePtr before);
 
     bool isConnected() const;
 
@@ -67,6 +70,7 @@ private:
     int mFd = -1;
     std::uint32_t mEvents = 0;
     bool mLeaving = false;
+    bool mReading = false; ///< from ready() to the end of what it read
     std::vector<DBusWatch*> mWatches;
 };
 

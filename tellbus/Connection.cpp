@@ -236,7 +236,8 @@ void Connection::onReady(std::uint32_t events) {
 }
 
 void Connection::pump() {
-    while (MessagePtr const message = nextMessage()) {
+    MessagePtr message;
+    while ((message = nextMessage(std::move(message)))) {
         handOver();
         contained([&] { handle(message.get()); });
     }
@@ -244,9 +245,9 @@ void Connection::pump() {
     settleTimer();
 }
 
-MessagePtr Connection::nextMessage() {
+MessagePtr Connection::nextMessage(MessagePtr before) {
     std::lock_guard const lock(mMutex);
-    return mLink ? mLink->next() : nullptr;
+    return mLink ? mLink->next(std::move(before)) : nullptr;
 }
 
 void Connection::onTimer() {
@@ -319,32 +320,32 @@ void Connection::onCall(DBusMessage* message) {
     }
     std::string const path = orEmpty(dbus_message_get_path(message));
     ServicePtr service;
+    std::uint64_t generation = 0;
     bool isNode = false;
     {
         std::lock_guard const lock(mMutex);
         service = mServices.route(path, orEmpty(dbus_message_get_destination(message)));
+        generation = mGeneration;
         isNode = !service && (path == "/" || !mServices.childrenOf(path).empty());
     }
     if (service) {
-        return onServiceCall(service, message);
+        return onServiceCall(service, generation, message);
     }
     refuse(message, isNode ? DBUS_ERROR_UNKNOWN_METHOD : DBUS_ERROR_UNKNOWN_OBJECT,
            isNode ? "This object only has other objects below it" : "No such object: " + path);
 }
 
-void Connection::onServiceCall(ServicePtr const& service, DBusMessage* message) {
+void Connection::onServiceCall(ServicePtr const& service, std::uint64_t generation,
+                               DBusMessage* message) {
     Argument const argument = argumentOf(message);
     if (!argument.valid) {
         return refuse(message, DBUS_ERROR_INVALID_ARGS, "One string or nothing is expected");
     }
     auto const request = std::make_shared<Request>();
     request->connection = weak_from_this();
+    request->generation = generation;
     request->caller = returnAddressOf(message);
     request->noReply = dbus_message_get_no_reply(message);
-    {
-        std::lock_guard const lock(mMutex);
-        request->generation = mGeneration;
-    }
     handOver();
     service->callback(handles().requests.add(request), dbus_message_get_member(message),
                       argument.text, request->noReply ? 1 : 0, service->cookie);

@@ -96,10 +96,10 @@ private:
     void onReady(std::uint32_t events);
     void onTimer();
     void pump();
-    MessagePtr nextMessage();
+    MessagePtr nextMessage(MessagePtr before);
     void handle(DBusMessage* message);
     void onCall(DBusMessage* message);
-    void onServiceCall(ServicePtr const& service, DBusMessage* message);
+    void onServiceCall(ServicePtr const& service, std::uint64_t generation, DBusMessage* message);
     void onPeerCall(DBusMessage* message);
     void onIntrospectCall(DBusMessage* message);
     void onAnswer(DBusMessage* message);

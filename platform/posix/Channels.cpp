@@ -14,10 +14,11 @@
 #include "platform/posix/ChannelLimits.h"
 #include "platform/posix/Failure.h"
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <mutex>
 #include <queue>
 #include <sched.h>
@@ -72,6 +73,7 @@ private:
     std::uint64_t mNumber = 0;
 };
 
+/** Entries are only ever added, so that looking one up takes no lock. */
 class ChannelTable {
 public:
     static ChannelTable& get() {
@@ -81,11 +83,11 @@ public:
 
     int create() {
         std::lock_guard<std::mutex> const lock(mMutex);
-        if (mChannels.size() == MAX_CHANNELS) {
+        if (mCreated == MAX_CHANNELS) {
             return failWith(EAGAIN);
         }
-        mChannels.push_back(std::make_unique<Channel>());
-        return static_cast<int>(mChannels.size() - 1);
+        mChannels[mCreated] = new Channel;
+        return static_cast<int>(mCreated++);
     }
 
     int attach(int chid, unsigned int lowest) {
@@ -98,9 +100,6 @@ public:
             return failWith(EINVAL);
         }
         for (std::size_t index = lowest; index < MAX_CONNECTIONS; ++index) {
-            if (index >= mConnections.size()) {
-                mConnections.resize(index + 1);
-            }
             if (mConnections[index] == nullptr) {
                 mConnections[index] = target;
                 return static_cast<int>(_NTO_SIDE_CHANNEL + index);
@@ -109,22 +108,21 @@ public:
         return failWith(EAGAIN);
     }
 
-    Channel* channel(int chid) {
-        std::lock_guard<std::mutex> const lock(mMutex);
+    Channel* channel(int chid) const {
         auto const index = static_cast<std::size_t>(chid);
-        return index < mChannels.size() ? mChannels[index].get() : nullptr;
+        return index < MAX_CHANNELS ? mChannels[index].load() : nullptr;
     }
 
-    Channel* connection(int coid) {
-        std::lock_guard<std::mutex> const lock(mMutex);
+    Channel* connection(int coid) const {
         std::size_t const index = static_cast<unsigned int>(coid) - _NTO_SIDE_CHANNEL;
-        return index < mConnections.size() ? mConnections[index] : nullptr;
+        return index < MAX_CONNECTIONS ? mConnections[index].load() : nullptr;
     }
 
 private:
     std::mutex mMutex;
-    std::vector<std::unique_ptr<Channel>> mChannels;
-    std::vector<Channel*> mConnections;
+    std::size_t mCreated = 0;
+    std::array<std::atomic<Channel*>, MAX_CHANNELS> mChannels{};
+    std::array<std::atomic<Channel*>, MAX_CONNECTIONS> mConnections{};
 };
 
 int lowestPriority() {

@@ -6,7 +6,7 @@ namespace {
 
 constexpr bool COLLECT_COMMENTS = false;
 
-bool read(std::string const& text, Json::Value& value) {
+bool read(std::string_view text, Json::Value& value) {
     try {
         thread_local Json::Reader reader;
         return reader.parse(text.data(), text.data() + text.size(), value, COLLECT_COMMENTS);
@@ -19,7 +19,7 @@ bool read(std::string const& text, Json::Value& value) {
 
 } // namespace
 
-bool parseJson(std::string const& text, Json::Value& value) {
+bool parseJson(std::string_view text, Json::Value& value) {
     if (text.size() <= MAX_JSON_BYTES && read(text, value)) {
         return true;
     }

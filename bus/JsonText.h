@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <json/value.h>
-#include <string>
+#include <string_view>
 
 /** The longest JSON text that is read. A real request or answer has a few thousand bytes. */
 constexpr std::size_t MAX_JSON_BYTES = std::size_t{1} << 20U;
@@ -13,4 +13,4 @@ constexpr std::size_t MAX_JSON_BYTES = std::size_t{1} << 20U;
  * False, and `value` null, if it is not JSON, is longer than MAX_JSON_BYTES or is nested deeper
  * than the reader takes. Nothing is thrown for any text.
  */
-bool parseJson(std::string const& text, Json::Value& value);
+bool parseJson(std::string_view text, Json::Value& value);

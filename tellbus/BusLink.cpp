@@ -19,16 +19,6 @@ namespace {
  */
 constexpr long READ_AHEAD = 1;
 
-std::uint32_t eventsOf(DBusWatch* watch) {
-    unsigned int const flags = dbus_watch_get_flags(watch);
-    std::uint32_t events = 0;
-    if (dbus_watch_get_enabled(watch)) {
-        events |= (flags & DBUS_WATCH_READABLE) ? static_cast<std::uint32_t>(EPOLLIN) : 0;
-        events |= (flags & DBUS_WATCH_WRITABLE) ? static_cast<std::uint32_t>(EPOLLOUT) : 0;
-    }
-    return events;
-}
-
 unsigned int flagsOf(std::uint32_t events) {
     unsigned int flags = 0;
     flags |= (events & EPOLLIN) ? static_cast<unsigned int>(DBUS_WATCH_READABLE) : 0U;
@@ -86,17 +76,24 @@ dbus_uint32_t BusLink::send(DBusMessage* message) {
 
 void BusLink::ready(std::uint32_t events) {
     mReading = true;
-    std::vector<DBusWatch*> const watches = mWatches;
-    for (DBusWatch* const watch : watches) {
-        if (std::find(mWatches.begin(), mWatches.end(), watch) == mWatches.end()) {
-            continue;
-        }
-        std::uint32_t const wanted = eventsOf(watch);
-        unsigned int const flags = flagsOf(events & (wanted | EPOLLERR | EPOLLHUP));
-        if (wanted != 0 && flags != 0) {
+    for (auto const kind : {DBUS_WATCH_READABLE, DBUS_WATCH_WRITABLE}) {
+        unsigned int const flags =
+            flagsOf(events)
+            & static_cast<unsigned int>(kind | DBUS_WATCH_ERROR | DBUS_WATCH_HANGUP);
+        // Looked up each time: what the one does can remove the other.
+        DBusWatch* const watch = enabledWatch(kind);
+        if (watch && flags != 0) {
             dbus_watch_handle(watch, flags);
         }
     }
+}
+
+DBusWatch* BusLink::enabledWatch(DBusWatchFlags kind) const {
+    auto const found = std::find_if(mWatches.begin(), mWatches.end(), [kind](DBusWatch* watch) {
+        return dbus_watch_get_enabled(watch)
+               && (dbus_watch_get_flags(watch) & static_cast<unsigned int>(kind)) != 0;
+    });
+    return found == mWatches.end() ? nullptr : *found;
 }
 
 MessagePtr BusLink::next(MessagePtr before) {
@@ -111,12 +108,16 @@ MessagePtr BusLink::next(MessagePtr before) {
     return message;
 }
 
+// libdbus would take its lock to answer either; its watches say it too. It removes them when the
+// connection breaks, and wants to write as long as something is queued.
+
 bool BusLink::isConnected() const {
-    return dbus_connection_get_is_connected(mConnection);
+    return !mWatches.empty();
 }
 
 std::size_t BusLink::queued() const {
-    return static_cast<std::size_t>(dbus_connection_get_outgoing_size(mConnection));
+    bool const some = enabledWatch(DBUS_WATCH_WRITABLE) != nullptr;
+    return some ? static_cast<std::size_t>(dbus_connection_get_outgoing_size(mConnection)) : 0;
 }
 
 // The order matters. A socket closed with something still to be read resets its peer, and the bus
@@ -178,8 +179,9 @@ void BusLink::onToggle(DBusWatch* /*watch*/, void* link) {
 /** libdbus has one watch to read and one to write; epoll has one entry for both. */
 void BusLink::updateEvents() {
     std::uint32_t events = 0;
-    for (DBusWatch* const watch : mWatches) {
-        events |= mLeaving ? 0 : eventsOf(watch);
+    if (!mLeaving) {
+        events |= enabledWatch(DBUS_WATCH_READABLE) ? static_cast<std::uint32_t>(EPOLLIN) : 0;
+        events |= enabledWatch(DBUS_WATCH_WRITABLE) ? static_cast<std::uint32_t>(EPOLLOUT) : 0;
     }
     if (events == mEvents) {
         return;

@@ -60,6 +60,7 @@ private:
     static void onRemove(DBusWatch* watch, void* link);
     static void onToggle(DBusWatch* watch, void* link);
 
+    DBusWatch* enabledWatch(DBusWatchFlags kind) const;
     void updateEvents();
     void flush(TimePoint deadline);
     void drain(TimePoint deadline) const;

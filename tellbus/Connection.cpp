@@ -196,7 +196,7 @@ TELLBUS_tStatus Connection::transmit(DBusMessage* message) {
     if (mLink->send(message) == 0) {
         return TELLBUS_E_MEMORY;
     }
-    pumpIfBroken();
+    reportIfBroken();
     return TELLBUS_OK;
 }
 
@@ -211,43 +211,47 @@ TELLBUS_tStatus Connection::transmit(DBusMessage* message, TimePoint deadline,
     if (deadline != TimePoint::max()) {
         mTimer->notLaterThan(deadline);
     }
-    pumpIfBroken();
+    reportIfBroken();
     return TELLBUS_OK;
 }
 
 /** A link that breaks while we write leaves the epoll set: nothing else wakes the library thread.
  */
-void Connection::pumpIfBroken() {
+void Connection::reportIfBroken() {
     if (!mLink->isConnected()) {
-        mLoop->post([self = shared_from_this()] { self->pump(); });
+        mLoop->post([self = shared_from_this()] { self->onReady(0); });
     }
 }
 
 // ---- the library thread
 
 void Connection::onReady(std::uint32_t events) {
-    {
-        std::lock_guard const lock(mMutex);
-        if (mLink) {
-            mLink->ready(events);
-        }
-    }
-    pump();
-}
-
-void Connection::pump() {
-    MessagePtr message;
-    while ((message = nextMessage(std::move(message)))) {
+    for (MessagePtr message = firstMessage(events); message;
+         message = nextMessage(std::move(message))) {
         handOver();
         contained([&] { handle(message.get()); });
     }
+}
+
+MessagePtr Connection::firstMessage(std::uint32_t events) {
     std::lock_guard const lock(mMutex);
-    settleTimer();
+    if (mLink) {
+        mLink->ready(events);
+    }
+    return takeMessage(nullptr);
 }
 
 MessagePtr Connection::nextMessage(MessagePtr before) {
     std::lock_guard const lock(mMutex);
-    return mLink ? mLink->next(std::move(before)) : nullptr;
+    return takeMessage(std::move(before));
+}
+
+MessagePtr Connection::takeMessage(MessagePtr before) {
+    MessagePtr message = mLink ? mLink->next(std::move(before)) : nullptr;
+    if (!message) {
+        settleTimer();
+    }
+    return message;
 }
 
 void Connection::onTimer() {
@@ -318,7 +322,7 @@ void Connection::onCall(DBusMessage* message) {
     if (dbus_message_has_interface(message, DBUS_INTERFACE_INTROSPECTABLE)) {
         return onIntrospectCall(message);
     }
-    std::string const path = orEmpty(dbus_message_get_path(message));
+    std::string_view const path = orEmpty(dbus_message_get_path(message));
     ServicePtr service;
     std::uint64_t generation = 0;
     bool isNode = false;
@@ -332,7 +336,8 @@ void Connection::onCall(DBusMessage* message) {
         return onServiceCall(service, generation, message);
     }
     refuse(message, isNode ? DBUS_ERROR_UNKNOWN_METHOD : DBUS_ERROR_UNKNOWN_OBJECT,
-           isNode ? "This object only has other objects below it" : "No such object: " + path);
+           isNode ? "This object only has other objects below it"
+                  : "No such object: " + std::string(path));
 }
 
 void Connection::onServiceCall(ServicePtr const& service, std::uint64_t generation,

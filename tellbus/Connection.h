@@ -95,7 +95,7 @@ private:
     // On the library thread, without the mutex.
     void onReady(std::uint32_t events);
     void onTimer();
-    void pump();
+    MessagePtr firstMessage(std::uint32_t events);
     MessagePtr nextMessage(MessagePtr before);
     void handle(DBusMessage* message);
     void onCall(DBusMessage* message);
@@ -121,7 +121,8 @@ private:
     TELLBUS_tStatus sendable() const;
     TELLBUS_tStatus transmit(DBusMessage* message);
     TELLBUS_tStatus transmit(DBusMessage* message, TimePoint deadline, ReplyHandler handler);
-    void pumpIfBroken();
+    void reportIfBroken();
+    MessagePtr takeMessage(MessagePtr before);
     void addMatch(std::string const& rule);
     void removeMatch(std::string const& rule);
     void watchName(WatchedNamePtr const& watched);

@@ -32,7 +32,7 @@ bool Services::contains(ServicePtr const& service) const {
     return std::find(mServices.begin(), mServices.end(), service) != mServices.end();
 }
 
-ServicePtr Services::route(std::string const& path, std::string const& destination) const {
+ServicePtr Services::route(std::string_view path, std::string_view destination) const {
     ServicePtr first;
     bool const byOwnName = destination.empty() || destination.front() == ':';
     for (auto const& service : mServices) {
@@ -59,7 +59,7 @@ std::set<std::string> Services::names() const {
     return names;
 }
 
-std::vector<Described> Services::describedAt(std::string const& path) const {
+std::vector<Described> Services::describedAt(std::string_view path) const {
     std::vector<Described> described;
     for (auto const& service : mServices) {
         if (service->path == path) {
@@ -69,8 +69,8 @@ std::vector<Described> Services::describedAt(std::string const& path) const {
     return described;
 }
 
-std::set<std::string> Services::childrenOf(std::string const& path) const {
-    std::string const prefix = path == "/" ? path : path + "/";
+std::set<std::string> Services::childrenOf(std::string_view path) const {
+    std::string const prefix = path == "/" ? "/" : std::string(path) + "/";
     std::set<std::string> children;
     for (auto const& service : mServices) {
         if (service->path.size() > prefix.size() && service->path.rfind(prefix, 0) == 0) {

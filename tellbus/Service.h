@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tellbus {
@@ -48,16 +49,16 @@ public:
      * Who takes a call: the service with that path and name, or else, if the call went to the
      * connection's own name, the first with that path. Null if there is none.
      */
-    ServicePtr route(std::string const& path, std::string const& destination) const;
+    ServicePtr route(std::string_view path, std::string_view destination) const;
 
     /** Whether a service of the connection has that name. */
     bool hasName(std::string const& name) const;
     std::set<std::string> names() const;
 
-    std::vector<Described> describedAt(std::string const& path) const;
+    std::vector<Described> describedAt(std::string_view path) const;
 
     /** The next elements of the registered paths below a path, each once. */
-    std::set<std::string> childrenOf(std::string const& path) const;
+    std::set<std::string> childrenOf(std::string_view path) const;
 
 private:
     std::vector<ServicePtr> mServices;

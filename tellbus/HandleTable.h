@@ -50,6 +50,13 @@ public:
         return node.empty() ? nullptr : std::move(node.mapped());
     }
 
+    /** Like take(), and from then on the object is in the other table, under the same handle. */
+    std::shared_ptr<Object> move(void* handle, HandleTable& other) {
+        std::scoped_lock const locks(mMutex, other.mMutex);
+        auto node = mObjects.extract(number(handle));
+        return node.empty() ? nullptr : other.mObjects.insert(std::move(node)).position->second;
+    }
+
     /** Removes and returns the objects that the predicate holds for. */
     template <class Predicate>
     std::vector<std::shared_ptr<Object>> takeIf(Predicate belongs) {

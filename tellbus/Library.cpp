@@ -53,6 +53,10 @@ void Library::end() {
         dropHandlesOf(connection);
         connection->close();
     }
+    // To close one again is to see it closed, or in a callback to finish what that call began.
+    for (auto const& connection : handles().closing.all()) {
+        connection->close();
+    }
     ended->stop(answerDeadline());
 }
 

@@ -156,12 +156,14 @@ TELLBUS_tStatus TELLBUS_getConnection(unsigned int /*reserved1*/, unsigned int /
 
 TELLBUS_tStatus TELLBUS_closeConnection(void* connection) {
     return fenced([&]() -> TELLBUS_tStatus {
-        auto const closing = handles().connections.take(connection);
+        auto const closing = handles().connections.move(connection, handles().closing);
         if (!closing) {
             return TELLBUS_E_HANDLE;
         }
         dropHandlesOf(closing);
-        return closing->close();
+        TELLBUS_tStatus const status = closing->close();
+        handles().closing.take(connection);
+        return status;
     });
 }
 

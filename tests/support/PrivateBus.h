@@ -15,13 +15,17 @@
 
 /**
  * A real bus of the test's own: a dbus-daemon with a configuration, a folder and a socket that
- * nobody else uses. Everything is allowed on it and its limits are far away.
+ * nobody else uses. Everything is allowed on it and its limits are far away, unless a test asks
+ * for a nearer one.
  *
  * The address stays the same when the daemon is stopped and started again.
  */
 class PrivateBus {
 public:
-    PrivateBus() {
+    static constexpr std::size_t FAR_AWAY = 1000000000;
+
+    /** @param queueLimit how many bytes the daemon keeps for a client that does not read */
+    explicit PrivateBus(std::size_t queueLimit = FAR_AWAY) : mQueueLimit(queueLimit) {
         mFolder.write("bus.conf", configuration());
         start();
     }
@@ -95,7 +99,9 @@ private:
                  "    <allow own=\"*\"/>\n"
                  "  </policy>\n"
                  "  <limit name=\"max_incoming_bytes\">1000000000</limit>\n"
-                 "  <limit name=\"max_outgoing_bytes\">1000000000</limit>\n"
+                 "  <limit name=\"max_outgoing_bytes\">"
+               + std::to_string(mQueueLimit)
+               + "</limit>\n"
                  "  <limit name=\"max_message_size\">1000000000</limit>\n"
                  "  <limit name=\"max_completed_connections\">100000</limit>\n"
                  "  <limit name=\"max_connections_per_user\">100000</limit>\n"
@@ -135,6 +141,7 @@ private:
         return got == 1;
     }
 
+    std::size_t mQueueLimit;
     TempDir mFolder;
     pid_t mPid = 0;
 };

@@ -60,10 +60,14 @@ protected:
                                    nullptr, &ending);
     }
 
-    /** Waits until the thread that the callbacks run on has gone on. */
+    /** Waits until the thread that the callbacks run on has gone on, or has ended. */
     void awaitRest() {
         if (!GetParam()) {
             settle(server);
+            return;
+        }
+        while (libraryThread()) {
+            std::this_thread::yield();
         }
     }
 
@@ -146,5 +150,24 @@ TEST_P(CloseInCallback, TellsAnUnsubscribeOfTheSameCallbackBeforeItReturns) {
     ASSERT_EQ(invokeEnding("org.freedesktop.DBus", 0), TELLBUS_OK);
     ending.told.next();
     ending.told.next();
+    EXPECT_EQ(ending.late, 0);
+}
+
+class ShutdownInCallback : public OnBus {};
+
+TEST_F(ShutdownInCallback, OfAConnectionThatIsBeingClosedFailsItsOtherCallsBeforeItReturns) {
+    RawClient silent(bus.address());
+    ASSERT_TRUE(silent.own(NAME));
+    Ending ending;
+    ending.end = TELLBUS_shutdown;
+    for (int index = 0; index < 3; ++index) {
+        ASSERT_EQ(TELLBUS_asyncInvoke(client, NAME, PATH, "any", "{}", false, 0, resultEnds,
+                                      nullptr, &ending),
+                  TELLBUS_OK);
+    }
+    EXPECT_EQ(TELLBUS_closeConnection(client), TELLBUS_OK);
+    std::vector<TELLBUS_tStatus> const statuses{ending.told.next(), ending.told.next(),
+                                                ending.told.next()};
+    EXPECT_THAT(statuses, ElementsAre(TELLBUS_E_CLOSED, TELLBUS_E_CLOSED, TELLBUS_E_CLOSED));
     EXPECT_EQ(ending.late, 0);
 }

@@ -29,6 +29,16 @@ TEST(HandleTable, GivesAnObjectToOneTakerOnly) {
     EXPECT_EQ(table.find(handle), nullptr);
 }
 
+TEST(HandleTable, MovesAnObjectToAnotherTableUnderItsHandle) {
+    HandleTable<int> table;
+    HandleTable<int> other;
+    void* const handle = table.add(std::make_shared<int>(1));
+    EXPECT_EQ(*table.move(handle, other), 1);
+    EXPECT_EQ(table.move(handle, other), nullptr);
+    EXPECT_EQ(table.find(handle), nullptr);
+    EXPECT_EQ(*other.find(handle), 1);
+}
+
 TEST(HandleTable, NeverGivesTheSameHandleTwice) {
     HandleTable<int> table;
     void* const before = table.add(std::make_shared<int>(1));

@@ -5,6 +5,8 @@
 
 #include "Inbox.h"
 
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <future>
 #include <gmock/gmock.h>
@@ -87,6 +89,18 @@ inline void ignore(void* context, char const* /*method*/, char const* /*paramete
     TELLBUS_freeReqContext(context);
 }
 
+/** The kernel's id of the library's thread, nothing if there is none. */
+inline std::optional<std::string> libraryThread() {
+    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(entry.path() / "comm");
+        std::string name;
+        if (std::getline(file, name) && name == "tellbus") {
+            return entry.path().filename().string();
+        }
+    }
+    return std::nullopt;
+}
+
 /** Holds the library's thread in a callback until it is let go. */
 class HeldThread {
 public:
@@ -116,7 +130,7 @@ private:
 /** A bus, the library, and two connections: one to serve, one to call. */
 class OnBus : public ::testing::Test {
 protected:
-    OnBus() {
+    explicit OnBus(std::size_t queueLimit = PrivateBus::FAR_AWAY) : bus(queueLimit) {
         bus.use();
         EXPECT_EQ(TELLBUS_initialize(), TELLBUS_OK);
         server = connect();

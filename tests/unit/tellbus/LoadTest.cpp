@@ -60,8 +60,8 @@ double processorSeconds() {
     return static_cast<double>(clock()) / CLOCKS_PER_SEC;
 }
 
-std::size_t residentBytes() {
-    std::ifstream file("/proc/self/statm");
+std::size_t residentBytes(pid_t process = getpid()) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/statm");
     std::size_t pages = 0;
     file >> pages >> pages;
     return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -124,17 +124,97 @@ TEST_F(Load, OfLargeMessagesArrivesWhole) {
     }
 }
 
-TEST_F(Load, ForAClientThatStopsReadingHoldsUpNobody) {
-    serve(echo);
-    RawClient silent(bus.address());
-    std::string const large(std::size_t{1} * 1024 * 1024, 'x');
-    for (int index = 0; index < 64; ++index) {
-        RawMessage const ask = RawClient::methodCall(NAME, PATH, NAME, "any");
-        RawClient::append(ask, large.c_str());
-        silent.send(ask);
+/** On a bus that keeps as little for a client that does not read as a bus of a small device. */
+class LoadOnASmallBus : public OnBus {
+protected:
+    static constexpr std::size_t QUEUE_LIMIT = std::size_t{8} * 1024 * 1024;
+    /** The limit, the message that passes it, and what allocators keep. */
+    static constexpr std::size_t ROOM = 6 * QUEUE_LIMIT;
+    static constexpr int MESSAGES = 256;
+
+    LoadOnASmallBus() : OnBus(QUEUE_LIMIT) {}
+
+    /** Neither the daemon nor this process holds what a silent client was sent. */
+    void expectBounded() {
+        EXPECT_LT(residentBytes(bus.pid()), mBusBefore + ROOM);
+        if (!SANITIZED) {
+            EXPECT_LT(residentBytes(), mOwnBefore + ROOM);
+        }
     }
-    for (int index = 0; index < 1000; ++index) {
-        ASSERT_THAT(call("any", "{}"), Succeeded("{}"));
+
+    void expectOthersServed() const {
+        for (int index = 0; index < 1000; ++index) {
+            ASSERT_THAT(call("any", "{}"), Succeeded("{}"));
+        }
+    }
+
+    std::string const mLarge = std::string(std::size_t{1} * 1024 * 1024, 'x');
+    std::size_t const mBusBefore = residentBytes(bus.pid());
+    std::size_t const mOwnBefore = residentBytes();
+};
+
+TEST_F(LoadOnASmallBus, RepliesToAClientThatStopsReadingAreBoundedAndHoldUpNobody) {
+    Inbox<int> asked;
+    serve(
+        [](void* context, char const* method, char const* parameters, int noReply, void* cookie) {
+            echo(context, method, parameters, noReply, nullptr);
+            static_cast<Inbox<int>*>(cookie)->count();
+        },
+        &asked);
+    RawClient silent(bus.address());
+    silent.stopReading();
+    RawMessage const ask = RawClient::methodCall(NAME, PATH, NAME, "any");
+    RawClient::append(ask, mLarge.c_str());
+    for (int index = 1; index <= MESSAGES; ++index) {
+        RawMessage const copy(dbus_message_copy(ask.get()));
+        silent.send(copy);
+        ASSERT_TRUE(asked.waitForArrivals(static_cast<std::size_t>(index)));
+    }
+    expectOthersServed();
+    expectBounded();
+}
+
+TEST_F(LoadOnASmallBus, SignalsToAClientThatStopsReadingAreBoundedAndHoldUpNobody) {
+    void* const service = serve(echo);
+    RawClient silent(bus.address());
+    silent.match("type='signal',member='any'");
+    silent.stopReading();
+    Inbox<int> heard;
+    auto const counting = [](char const*, char const*, void* cookie) {
+        static_cast<Inbox<int>*>(cookie)->count();
+    };
+    void* subscription = nullptr;
+    ASSERT_EQ(TELLBUS_subscribe(client, PATH, "any", counting, &heard, &subscription), TELLBUS_OK);
+    settle(client);
+    for (int index = 1; index <= MESSAGES; ++index) {
+        ASSERT_EQ(TELLBUS_emit(service, "any", mLarge.c_str()), TELLBUS_OK);
+        ASSERT_TRUE(heard.waitForArrivals(static_cast<std::size_t>(index)));
+    }
+    expectOthersServed();
+    expectBounded();
+}
+
+TEST_F(Load, ForAClientWhoseCallbackWaitsStaysWithTheBus) {
+    RawClient owner(bus.address());
+    ASSERT_TRUE(owner.own(NAME));
+    Inbox<Signal> signals;
+    hear(signals, "any");
+    std::string const large(std::size_t{1} * 1024 * 1024, 'x');
+    constexpr int MESSAGES = 100;
+    std::size_t const before = residentBytes();
+    {
+        HeldThread const held(client);
+        for (int index = 0; index < MESSAGES; ++index) {
+            RawMessage const signal = RawClient::signal(PATH, NAME, "any");
+            RawClient::append(signal, (std::to_string(index) + large).c_str());
+            owner.send(signal);
+        }
+        if (!SANITIZED) {
+            EXPECT_LT(residentBytes(), before + 16 * large.size());
+        }
+    }
+    for (int index = 0; index < MESSAGES; ++index) {
+        ASSERT_EQ(signals.next().data, std::to_string(index) + large);
     }
 }
 
@@ -223,23 +303,57 @@ TEST_F(Load, OfABusThatHangsFailsAConnectionInTime) {
     EXPECT_EQ(TELLBUS_getConnection(0, 0, &connection), TELLBUS_OK);
 }
 
+TEST_F(Load, BehindACallbackThatBlocksLetsNobodyWaitForEver) {
+    void* const service = serve(echo);
+    void* const closing = connect();
+    using Operation = std::function<TELLBUS_tStatus()>;
+    std::vector<Operation> const waiting = {
+        [&] {
+            unsigned int owned = 0;
+            return TELLBUS_nameHasOwner(client, NAME, &owned);
+        },
+        [] {
+            void* connection = nullptr;
+            return TELLBUS_getConnection(0, 0, &connection);
+        },
+        [&] {
+            void* handle = nullptr;
+            return TELLBUS_registerService(server, NAME, "/another", 0, echo, nullptr, &handle);
+        },
+        [&] { return TELLBUS_unregisterService(service); },
+        [&] { return TELLBUS_closeConnection(closing); },
+    };
+    auto const before = std::chrono::steady_clock::now();
+    {
+        HeldThread const held(client);
+        std::vector<std::future<TELLBUS_tStatus>> outcomes;
+        for (auto const& operation : waiting) {
+            outcomes.push_back(std::async(std::launch::async, operation));
+        }
+        for (auto& outcome : outcomes) {
+            EXPECT_EQ(outcome.get(), TELLBUS_E_TIMEOUT);
+        }
+    }
+    auto const took = std::chrono::steady_clock::now() - before;
+    EXPECT_GE(took, std::chrono::seconds(10));
+    EXPECT_LT(took, std::chrono::seconds(15));
+    // Nothing is left of what nobody waited for any more.
+    void* handle = nullptr;
+    EXPECT_EQ(TELLBUS_registerService(server, NAME, "/another", 0, echo, nullptr, &handle),
+              TELLBUS_OK);
+    EXPECT_THAT(call("any", "{}", 0, NAME, "/another"), Succeeded("{}"));
+    EXPECT_THAT(call("any", "{}"), Failed(TELLBUS_E_REMOTE));
+}
+
 TEST_F(Load, WhenThereIsNoneMakesNoSystemCallInTenSeconds) {
     serve(echo);
     EXPECT_THAT(call("any", "{}", 8000), Succeeded("{}"));
     Inbox<Signal> signals;
     hear(signals, "any");
-    std::string thread;
-    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream file(entry.path() / "comm");
-        std::string name;
-        std::getline(file, name);
-        if (name == "tellbus") {
-            thread = entry.path().filename();
-        }
-    }
-    ASSERT_FALSE(thread.empty());
+    auto const thread = libraryThread();
+    ASSERT_TRUE(thread);
     auto const switches = [&] {
-        std::ifstream file("/proc/self/task/" + thread + "/status");
+        std::ifstream file("/proc/self/task/" + *thread + "/status");
         long count = -1;
         for (std::string line; std::getline(file, line);) {
             if (line.rfind("voluntary_ctxt_switches:", 0) == 0) {

@@ -119,6 +119,9 @@ public:
         return std::string();
     }
 
+    /** From now on only sends: what the bus has for this client stays with the bus. */
+    void stopReading() { dbus_connection_set_max_received_size(mConnection, 0); }
+
     DBusConnection* connection() const { return mConnection; }
 
 private:

@@ -8,9 +8,10 @@
  *
  * THREADS. Every operation may be called from any thread. Every callback runs on the one thread of
  * the library, one at a time, with no lock held: a callback may call every operation except those
- * that wait for the bus (they say so), and holds up all other callbacks while it runs. Calls and
- * signals of one thread reach the bus in the order in which they were made. A message leaves while
- * the operation that sends it runs, unless the bus is slow to read.
+ * that wait for the bus (they say so), and holds up all other callbacks while it runs; what comes
+ * meanwhile waits in the bus. Calls and signals of one thread reach the bus in the order in which
+ * they were made. A message leaves while the operation that sends it runs, unless the bus is slow to
+ * read.
  *
  * HANDLES are opaque and never followed. A handle that is null, of another kind, given up or made
  * up is answered with TELLBUS_E_HANDLE, whatever the process did meanwhile.

@@ -10,15 +10,17 @@
 
 namespace tellbus {
 
-/** One value that the library thread gives to a caller who waits for it. */
+/** One value that the library thread gives to a caller who waits for it; the first one counts. */
 template <class Value>
 class Answer {
 public:
     void set(Value value) {
         handOver();
         std::lock_guard const lock(mMutex);
-        mValue = std::move(value);
-        mArrived.notify_all();
+        if (!mValue) {
+            mValue = std::move(value);
+            mArrived.notify_all();
+        }
     }
 
     /** The value, or nothing when the deadline passes first. */

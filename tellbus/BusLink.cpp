@@ -19,22 +19,29 @@ namespace {
  */
 constexpr long READ_AHEAD = 1;
 
-unsigned int flagsOf(std::uint32_t events) {
-    unsigned int flags = 0;
-    flags |= (events & EPOLLIN) ? static_cast<unsigned int>(DBUS_WATCH_READABLE) : 0U;
-    flags |= (events & EPOLLOUT) ? static_cast<unsigned int>(DBUS_WATCH_WRITABLE) : 0U;
-    flags |= (events & EPOLLERR) ? static_cast<unsigned int>(DBUS_WATCH_ERROR) : 0U;
-    flags |= (events & EPOLLHUP) ? static_cast<unsigned int>(DBUS_WATCH_HANGUP) : 0U;
-    return flags;
+/**
+ * A hang-up and an error wait until all is read that came before: told of them, libdbus drops it.
+ * When there is nothing to read any more, reading finds out about them too.
+ */
+unsigned int readFlags(std::uint32_t events) {
+    if ((events & EPOLLIN) != 0) {
+        return DBUS_WATCH_READABLE;
+    }
+    return (events & (EPOLLHUP | EPOLLERR)) != 0 ? DBUS_WATCH_HANGUP : 0;
 }
 
-bool waitFor(int fd, short events, TimePoint deadline) {
+unsigned int writeFlags(std::uint32_t events) {
+    return (events & EPOLLOUT) != 0 ? DBUS_WATCH_WRITABLE : 0;
+}
+
+/** The poll events that are there, 0 when none comes before the deadline. */
+short waitFor(int fd, short events, TimePoint deadline) {
     pollfd descriptor{fd, events, 0};
     int result = 0;
     do {
         result = poll(&descriptor, 1, millisecondsUntil(deadline));
     } while (result == -1 && errno == EINTR);
-    return result == 1;
+    return result == 1 ? descriptor.revents : static_cast<short>(0);
 }
 
 } // namespace
@@ -76,15 +83,14 @@ dbus_uint32_t BusLink::send(DBusMessage* message) {
 
 void BusLink::ready(std::uint32_t events) {
     mReading = true;
-    for (auto const kind : {DBUS_WATCH_READABLE, DBUS_WATCH_WRITABLE}) {
-        unsigned int const flags =
-            flagsOf(events)
-            & static_cast<unsigned int>(kind | DBUS_WATCH_ERROR | DBUS_WATCH_HANGUP);
-        // Looked up each time: what the one does can remove the other.
-        DBusWatch* const watch = enabledWatch(kind);
-        if (watch && flags != 0) {
-            dbus_watch_handle(watch, flags);
-        }
+    handle(DBUS_WATCH_READABLE, readFlags(events));
+    handle(DBUS_WATCH_WRITABLE, writeFlags(events));
+}
+
+void BusLink::handle(DBusWatchFlags kind, unsigned int flags) {
+    DBusWatch* const watch = enabledWatch(kind);
+    if (watch && flags != 0) {
+        dbus_watch_handle(watch, flags);
     }
 }
 
@@ -120,38 +126,54 @@ std::size_t BusLink::queued() const {
     return some ? static_cast<std::size_t>(dbus_connection_get_outgoing_size(mConnection)) : 0;
 }
 
-// The order matters. A socket closed with something still to be read resets its peer, and the bus
-// then throws away what it has not read of ours.
-void BusLink::farewell(TimePoint deadline) {
+// libdbus looks at its watches when a message is freed that had stopped it reading. With a limit
+// that no message reaches it has no reason to, whenever the last one is freed.
+void BusLink::stopReceiving() {
     mLeaving = true;
     updateEvents();
-    if (isConnected()) {
-        flush(deadline);
-    }
-    if (isConnected()) {
+    dbus_connection_set_max_received_size(mConnection, DBUS_MAXIMUM_MESSAGE_LENGTH);
+}
+
+// The order matters. A socket closed with something still to be read resets its peer, and the bus
+// then throws away what it has not read of ours.
+bool BusLink::farewell(TimePoint deadline) {
+    bool const written = !dbus_connection_get_is_authenticated(mConnection) || flush(deadline);
+    if (written && isConnected()) {
         shutdown(mFd, SHUT_WR);
-        drain(deadline);
+        awaitEnd(deadline);
     }
+    return written;
 }
 
-void BusLink::flush(TimePoint deadline) {
-    while (isConnected() && dbus_connection_has_messages_to_send(mConnection)
-           && waitFor(mFd, POLLIN | POLLOUT, deadline)) {
-        // Reading too: a bus that waits for us to read would never take the rest.
-        ready(EPOLLIN | EPOLLOUT);
-        while (next(nullptr)) {
+// Tries once even if the deadline has come: several links share one when the process ends.
+bool BusLink::flush(TimePoint deadline) {
+    for (bool tried = false; isConnected() && dbus_connection_has_messages_to_send(mConnection);
+         tried = true) {
+        // A bus that waits for us to read would never take the rest.
+        short const ready = waitFor(mFd, POLLIN | POLLOUT, deadline);
+        if (ready == 0 || (tried && Clock::now() >= deadline)) {
+            return false;
+        }
+        if ((ready & ~POLLOUT) != 0 && !discardInput()) {
+            return true;
+        }
+        if ((ready & POLLOUT) != 0) {
+            handle(DBUS_WATCH_WRITABLE, DBUS_WATCH_WRITABLE);
         }
     }
+    return true;
 }
 
-void BusLink::drain(TimePoint deadline) const {
+void BusLink::awaitEnd(TimePoint deadline) const {
+    while (Clock::now() < deadline && waitFor(mFd, POLLIN, deadline) != 0 && discardInput()) {
+    }
+}
+
+/** False at the end of what the bus sends. */
+bool BusLink::discardInput() const {
     std::array<char, 65536> discarded{};
-    while (waitFor(mFd, POLLIN, deadline)) {
-        ssize_t const got = recv(mFd, discarded.data(), discarded.size(), MSG_DONTWAIT);
-        if (got == 0 || (got == -1 && errno != EAGAIN && errno != EINTR)) {
-            return;
-        }
-    }
+    ssize_t const got = recv(mFd, discarded.data(), discarded.size(), MSG_DONTWAIT);
+    return got > 0 || (got == -1 && (errno == EAGAIN || errno == EINTR));
 }
 
 dbus_bool_t BusLink::onAdd(DBusWatch* watch, void* link) {

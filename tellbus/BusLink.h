@@ -16,7 +16,8 @@ namespace tellbus {
  * One socket to a bus: a private libdbus connection and its place in the event loop.
  *
  * It has no lock. Its owner lets only one thread in at a time, so that libdbus never sees two and
- * a sender may write to the socket itself. No operation but farewell() waits.
+ * a sender may write to the socket itself. No operation waits but farewell(), and open() while the
+ * bus has more connections to accept than it lets wait.
  */
 class BusLink {
 public:
@@ -48,10 +49,17 @@ public:
     std::size_t queued() const;
 
     /**
-     * Ends the link so that all that was sent arrives: writes the rest, closes this direction and
-     * reads until the bus has closed the other one. Gives up at the deadline.
+     * Nothing is received from here on. After it the link may end on any thread, also while the
+     * library thread still has a message of it.
      */
-    void farewell(TimePoint deadline);
+    void stopReceiving();
+
+    /**
+     * Ends a link that has stopped receiving so that all that was sent arrives: writes the rest,
+     * closes this direction and waits until the bus has closed the other one.
+     * @return false if the bus has not taken everything by the deadline
+     */
+    bool farewell(TimePoint deadline);
 
 private:
     BusLink(std::shared_ptr<EventLoop> loop, std::uint64_t handlerId, DBusConnection* connection);
@@ -62,8 +70,10 @@ private:
 
     DBusWatch* enabledWatch(DBusWatchFlags kind) const;
     void updateEvents();
-    void flush(TimePoint deadline);
-    void drain(TimePoint deadline) const;
+    void handle(DBusWatchFlags kind, unsigned int flags);
+    bool flush(TimePoint deadline);
+    void awaitEnd(TimePoint deadline) const;
+    bool discardInput() const;
 
     std::shared_ptr<EventLoop> mLoop;
     std::uint64_t mHandlerId;

@@ -2,7 +2,9 @@
 
 #include "tellbus/Clock.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <mutex>
 #include <optional>
 #include <unistd.h>
@@ -12,7 +14,8 @@ namespace tellbus {
 namespace {
 
 constexpr std::chrono::seconds PAUSE{1};
-constexpr std::array<char const*, 9> TEXTS = {
+constexpr std::size_t LONGEST_DETAIL = 800;
+constexpr std::array<char const*, 10> TEXTS = {
     "dropped a signal whose argument is not one string: ",
     "dropped a signal whose sender does not own the name: ",
     "took a reply that is not one string as failed: ",
@@ -21,6 +24,7 @@ constexpr std::array<char const*, 9> TEXTS = {
     "the bus is gone: ",
     "caught an exception: ",
     "cannot use an interface description: ",
+    "dropped a reply from somebody who was not called: ",
     "dropped a call that wants no reply: ",
 };
 
@@ -37,6 +41,14 @@ bool due(std::size_t cause) {
     return true;
 }
 
+std::string inOneLine(std::string const& detail) {
+    std::string line = detail.substr(0, LONGEST_DETAIL);
+    std::replace_if(
+        line.begin(), line.end(), [](unsigned char character) { return std::iscntrl(character); },
+        ' ');
+    return line;
+}
+
 } // namespace
 
 void complain(Complaint cause, std::string const& detail) noexcept {
@@ -45,7 +57,8 @@ void complain(Complaint cause, std::string const& detail) noexcept {
         if (!due(index)) {
             return;
         }
-        std::string const line = std::string("libtellbus: ") + TEXTS.at(index) + detail + "\n";
+        std::string const line =
+            std::string("libtellbus: ") + TEXTS.at(index) + inOneLine(detail) + "\n";
         [[maybe_unused]] ssize_t const written = write(STDERR_FILENO, line.data(), line.size());
     } catch (...) { // NOLINT(bugprone-empty-catch): a line that cannot be written is lost
     }

@@ -6,6 +6,7 @@
 #include "tellbus/Introspection.h"
 #include "tellbus/Request.h"
 #include "tellbus/Status.h"
+#include "tellbus/Validate.h"
 
 #include <cstring>
 #include <utility>
@@ -22,12 +23,22 @@ constexpr std::chrono::seconds FAREWELL_LIMIT{2};
 
 constexpr std::chrono::seconds HELLO_LIMIT{5};
 
+/** A bus that has been there for so long is worth coming back to at once. */
+constexpr std::chrono::seconds STEADY{1};
+
 bool isFrom(DBusMessage* message, char const* sender) {
     return std::strcmp(orEmpty(dbus_message_get_sender(message)), sender) == 0;
 }
 
+/** Enough of a path to know it; one from the bus may be as long as a message. */
+std::string shortened(char const* path) {
+    constexpr std::size_t ENOUGH = 200;
+    std::string_view const whole = path;
+    return std::string(whole.substr(0, ENOUGH)) + (whole.size() > ENOUGH ? "..." : "");
+}
+
 std::string describeMessage(DBusMessage* message) {
-    return std::string(orEmpty(dbus_message_get_path(message))) + " "
+    return shortened(orEmpty(dbus_message_get_path(message))) + " "
            + orEmpty(dbus_message_get_member(message)) + " from "
            + orEmpty(dbus_message_get_sender(message));
 }
@@ -44,19 +55,6 @@ TELLBUS_tStatus nameStatus(TELLBUS_tStatus status, DBusMessage* answer) {
     bool const owner = result == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER
                        || result == DBUS_REQUEST_NAME_REPLY_ALREADY_OWNER;
     return owner ? TELLBUS_OK : TELLBUS_E_NAME_TAKEN;
-}
-
-void tellOwner(std::vector<SubscriptionPtr> const& subscriptions, std::string const& name,
-               std::string const& before, std::string const& now) {
-    for (auto const& subscription : subscriptions) {
-        if (subscription->live) {
-            handOver();
-            contained([&] {
-                subscription->onOwner(name.c_str(), before.c_str(), now.c_str(),
-                                      subscription->cookie);
-            });
-        }
-    }
 }
 
 } // namespace
@@ -96,8 +94,9 @@ TELLBUS_tStatus Connection::open() {
         std::lock_guard const lock(mMutex);
         mOpening = opening;
     }
-    mLoop->post([self = shared_from_this()] { self->connect(); });
-    auto const status = opening->waitUntil(deadline).value_or(TELLBUS_E_TIMEOUT);
+    bool const begun = mLoop->run([self = shared_from_this()] { self->connect(); }, deadline);
+    auto const status =
+        begun ? opening->waitUntil(deadline).value_or(TELLBUS_E_TIMEOUT) : TELLBUS_E_TIMEOUT;
     if (failed(status)) {
         close(deadline);
     }
@@ -105,11 +104,15 @@ TELLBUS_tStatus Connection::open() {
 }
 
 TELLBUS_tStatus Connection::close(TimePoint deadline) {
-    if (!mLoop->run([self = shared_from_this()] { self->shut(); }, deadline)) {
+    bool const shutThere = mLoop->run([self = shared_from_this()] { self->shut(); }, deadline);
+    if (!shutThere && !mLoop->isOver()) {
+        mLoop->post([self = shared_from_this()] { self->leave(Clock::now() + FAREWELL_LIMIT); });
         return TELLBUS_E_TIMEOUT;
     }
-    leave(Clock::now() + FAREWELL_LIMIT);
-    return TELLBUS_OK;
+    if (!shutThere) {
+        shut();
+    }
+    return leave(Clock::now() + FAREWELL_LIMIT) ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
 }
 
 void Connection::shut() {
@@ -118,6 +121,9 @@ void Connection::shut() {
         mState = State::Closed;
         mRetryAt.reset();
         mTimer.reset();
+        if (mOpening) {
+            std::exchange(mOpening, nullptr)->set(TELLBUS_E_CLOSED);
+        }
         mServices.clear();
         mSubscriptions.clear();
     }
@@ -139,23 +145,26 @@ void Connection::failEach(TELLBUS_tStatus status, Take take) {
             std::lock_guard const lock(mMutex);
             handler = take();
         }
-        if (!handler) {
+        if (!handler || !mayCall()) {
             return;
         }
         contained([&] { handler(status, nullptr); });
     }
 }
 
-void Connection::leave(TimePoint deadline) {
+// Whoever comes while another takes the leave waits for it: a process must not end meanwhile.
+bool Connection::leave(TimePoint deadline) {
+    std::lock_guard const one(mLeaving);
     std::unique_ptr<BusLink> link;
     {
         std::lock_guard const lock(mMutex);
         mState = State::Closed;
         link = std::move(mLink);
+        if (link) {
+            link->stopReceiving();
+        }
     }
-    if (link) {
-        link->farewell(deadline);
-    }
+    return !link || link->farewell(deadline);
 }
 
 // ---- sending, on any thread
@@ -226,7 +235,7 @@ void Connection::reportIfBroken() {
 // ---- the library thread
 
 void Connection::onReady(std::uint32_t events) {
-    for (MessagePtr message = firstMessage(events); message;
+    for (MessagePtr message = firstMessage(events); message && mayCall();
          message = nextMessage(std::move(message))) {
         handOver();
         contained([&] { handle(message.get()); });
@@ -303,12 +312,16 @@ void Connection::handle(DBusMessage* message) {
 
 void Connection::onAnswer(DBusMessage* message) {
     ReplyHandler handler;
+    bool forged = false;
     {
         std::lock_guard const lock(mMutex);
-        handler = mPending.take(dbus_message_get_reply_serial(message),
-                                orEmpty(dbus_message_get_sender(message)));
+        dbus_uint32_t const serial = dbus_message_get_reply_serial(message);
+        forged = mPending.isForged(serial, orEmpty(dbus_message_get_sender(message)));
+        handler = forged ? nullptr : mPending.take(serial);
     }
-    if (handler) {
+    if (forged) {
+        complain(Complaint::ForgedReply, describeMessage(message));
+    } else if (handler) {
         handler(statusOf(message), message);
     }
 }
@@ -335,9 +348,10 @@ void Connection::onCall(DBusMessage* message) {
     if (service) {
         return onServiceCall(service, generation, message);
     }
-    refuse(message, isNode ? DBUS_ERROR_UNKNOWN_METHOD : DBUS_ERROR_UNKNOWN_OBJECT,
-           isNode ? "This object only has other objects below it"
-                  : "No such object: " + std::string(path));
+    if (!isNode) {
+        return refuseUnknownPath(message);
+    }
+    refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "This object only has other objects below it");
 }
 
 void Connection::onServiceCall(ServicePtr const& service, std::uint64_t generation,
@@ -390,10 +404,14 @@ void Connection::onIntrospectCall(DBusMessage* message) {
         children = mServices.childrenOf(path);
     }
     if (services.empty() && children.empty() && path != "/") {
-        return refuse(message, DBUS_ERROR_UNKNOWN_OBJECT, "No such object: " + path);
+        return refuseUnknownPath(message);
+    }
+    std::string const data = introspectionData(services, children);
+    if (failed(checkText(data.c_str()))) {
+        return refuse(message, DBUS_ERROR_LIMITS_EXCEEDED, "The descriptions are too long");
     }
     if (!dbus_message_get_no_reply(message)) {
-        send(reply(returnAddressOf(message), introspectionData(services, children).c_str()));
+        send(reply(returnAddressOf(message), data.c_str()));
     }
 }
 
@@ -402,6 +420,11 @@ void Connection::refuse(DBusMessage* call, char const* errorName, std::string co
         return complain(Complaint::BadCall, describeMessage(call) + ": " + text);
     }
     send(errorReply(returnAddressOf(call), errorName, text.c_str()));
+}
+
+void Connection::refuseUnknownPath(DBusMessage* call) {
+    refuse(call, DBUS_ERROR_UNKNOWN_OBJECT,
+           "No such object: " + shortened(orEmpty(dbus_message_get_path(call))));
 }
 
 // ---- services
@@ -511,8 +534,8 @@ TELLBUS_tStatus Connection::nameHasOwner(char const* name, bool& hasOwner) {
 TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
     handOver();
     std::lock_guard const lock(mMutex);
-    if (mState == State::Closed) {
-        return TELLBUS_E_CLOSED;
+    if (TELLBUS_tStatus const status = sendable(); failed(status) && mState != State::Away) {
+        return status;
     }
     bool const knownName = mSubscriptions.watched(subscription->name) != nullptr;
     bool const knownSignal =
@@ -638,7 +661,7 @@ void Connection::onSignal(DBusMessage* message) {
         return complain(Complaint::BadSignal, describeMessage(message));
     }
     for (auto const& subscription : listeners) {
-        if (subscription->live) {
+        if (subscription->live && mayCall()) {
             handOver();
             contained([&] {
                 subscription->onSignal(dbus_message_get_member(message), orEmpty(argument.text),
@@ -649,18 +672,21 @@ void Connection::onSignal(DBusMessage* message) {
 }
 
 std::vector<SubscriptionPtr> Connection::listenersTo(DBusMessage* signal) {
-    std::lock_guard const lock(mMutex);
-    auto listeners = mSubscriptions.forSignal(orEmpty(dbus_message_get_path(signal)),
-                                              orEmpty(dbus_message_get_member(signal)));
-    if (!listeners.empty()) {
+    {
+        std::lock_guard const lock(mMutex);
+        auto listeners = mSubscriptions.forSignal(orEmpty(dbus_message_get_path(signal)),
+                                                  orEmpty(dbus_message_get_member(signal)));
+        if (listeners.empty()) {
+            return listeners;
+        }
         // The same path spells the same name for all of them.
         auto const watched = mSubscriptions.watched(listeners.front()->name);
-        if (!watched->resolved || !isFrom(signal, watched->owner.c_str())) {
-            complain(Complaint::ForgedSignal, describeMessage(signal));
-            listeners.clear();
+        if (watched->resolved && isFrom(signal, watched->owner.c_str())) {
+            return listeners;
         }
     }
-    return listeners;
+    complain(Complaint::ForgedSignal, describeMessage(signal));
+    return {};
 }
 
 void Connection::onOwnerChanged(DBusMessage* message) {
@@ -669,7 +695,7 @@ void Connection::onOwnerChanged(DBusMessage* message) {
     char const* now = nullptr;
     if (!dbus_message_get_args(message, nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &before,
                                DBUS_TYPE_STRING, &now, DBUS_TYPE_INVALID)) {
-        return;
+        return complain(Complaint::BadSignal, describeMessage(message));
     }
     std::vector<SubscriptionPtr> told;
     {
@@ -683,6 +709,20 @@ void Connection::onOwnerChanged(DBusMessage* message) {
         told = mSubscriptions.forOwner(name);
     }
     tellOwner(told, name, before, now);
+}
+
+void Connection::tellOwner(std::vector<SubscriptionPtr> const& subscriptions,
+                           std::string const& name, std::string const& before,
+                           std::string const& now) const {
+    for (auto const& subscription : subscriptions) {
+        if (subscription->live && mayCall()) {
+            handOver();
+            contained([&] {
+                subscription->onOwner(name.c_str(), before.c_str(), now.c_str(),
+                                      subscription->cookie);
+            });
+        }
+    }
 }
 
 // ---- coming and going of the bus
@@ -714,7 +754,7 @@ void Connection::onHello(TELLBUS_tStatus status) {
         return;
     }
     mState = State::Up;
-    mBackoff.reset();
+    mUpSince = Clock::now();
     restore();
     if (mOpening) {
         std::exchange(mOpening, nullptr)->set(TELLBUS_OK);
@@ -750,6 +790,9 @@ void Connection::onDisconnected() {
             return;
         }
         wasUp = std::exchange(mState, State::Away) == State::Up;
+        if (wasUp && Clock::now() - mUpSince >= STEADY) {
+            mBackoff.reset();
+        }
         link = std::move(mLink);
         for (auto const& watched : mSubscriptions.names()) {
             ownersBefore.push_back(*watched);

@@ -46,12 +46,16 @@ public:
 
     /**
      * Fails what is pending, sends what is queued and waits until no callback runs any more. In a
-     * callback it does not wait for that callback.
+     * callback it does not wait for that callback. Fails with TELLBUS_E_TIMEOUT if a callback or
+     * the bus takes too long; the connection is closed then as soon as the callback is over.
      */
     TELLBUS_tStatus close(TimePoint deadline = answerDeadline());
 
-    /** Lets what is queued leave, without any callback: the process ends. */
-    void leave(TimePoint deadline);
+    /**
+     * Lets what is queued leave, without any callback.
+     * @return false if the bus has not taken all of it by the deadline
+     */
+    bool leave(TimePoint deadline);
 
     /** Sends a call; the handler gets the answer, exactly once if the status is no failure. */
     TELLBUS_tStatus call(MessagePtr message, TimePoint deadline, ReplyHandler handler);
@@ -71,7 +75,7 @@ public:
     /** Gives a service's introspection data; false if it is no longer registered. */
     bool describe(ServicePtr const& service, std::string description);
 
-    /** Works without a bus too; fails only on a closed connection. */
+    /** Works without a bus too. */
     TELLBUS_tStatus subscribe(SubscriptionPtr const& subscription);
 
     /**
@@ -116,6 +120,10 @@ private:
     void failEach(TELLBUS_tStatus status, Take take);
     void finishUnsubscribes();
     void refuse(DBusMessage* call, char const* errorName, std::string const& text);
+    void refuseUnknownPath(DBusMessage* call);
+    void tellOwner(std::vector<SubscriptionPtr> const& subscriptions, std::string const& name,
+                   std::string const& before, std::string const& now) const;
+    bool mayCall() const { return !mLoop->isAbandoned(); }
 
     // With the mutex held.
     TELLBUS_tStatus sendable() const;
@@ -136,12 +144,14 @@ private:
     std::string const mAddress;
     std::uint64_t mHandlerId = 0;
 
+    std::mutex mLeaving; ///< held while the link takes its leave; before mMutex
     std::mutex mMutex;
     State mState = State::Away;
     std::uint64_t mGeneration = 0; ///< counts the links
     std::unique_ptr<BusLink> mLink;
     std::unique_ptr<Timer> mTimer;
     std::optional<TimePoint> mRetryAt;
+    TimePoint mUpSince;
     Backoff mBackoff;
     PendingCalls mPending;
     Services mServices;

@@ -1,6 +1,5 @@
 #include "tellbus/EventLoop.h"
 
-#include "tellbus/Answer.h"
 #include "tellbus/Contained.h"
 #include "tellbus/HandOver.h"
 
@@ -89,6 +88,9 @@ void EventLoop::post(Task task) {
     bool first = false;
     {
         std::lock_guard const lock(mMutex);
+        if (mOver) {
+            return;
+        }
         first = mTasks.empty();
         mTasks.push_back(std::move(task));
     }
@@ -103,11 +105,22 @@ bool EventLoop::run(Task task, TimePoint deadline) {
         return true;
     }
     auto const done = std::make_shared<Answer<bool>>();
-    post([task = std::move(task), done] {
+    // Goes with the task, and so says no if that is dropped.
+    std::shared_ptr<void> dropped(nullptr, [done](void*) { done->set(false); });
+    post([task = std::move(task), done, dropped = std::move(dropped)] {
         contained(task);
         done->set(true);
     });
-    return done->waitUntil(deadline).has_value();
+    return done->waitUntil(deadline).value_or(false);
+}
+
+bool EventLoop::isOver() {
+    std::lock_guard const lock(mMutex);
+    return mOver;
+}
+
+bool EventLoop::awaitEnd(TimePoint deadline) {
+    return mEnded.waitUntil(deadline).has_value();
 }
 
 std::uint64_t EventLoop::attach(Handler handler) {
@@ -153,6 +166,13 @@ bool EventLoop::stop(TimePoint deadline) {
     return true;
 }
 
+bool EventLoop::abandon(TimePoint deadline) {
+    mAbandoned = true;
+    mStopping = true;
+    wake();
+    return onThread() || awaitEnd(deadline);
+}
+
 void EventLoop::loop() {
     mThreadId = std::this_thread::get_id();
     pthread_setname_np(pthread_self(), "tellbus");
@@ -168,6 +188,18 @@ void EventLoop::loop() {
     if (mStoppedInside) {
         runTasks();
     }
+    conclude();
+}
+
+void EventLoop::conclude() {
+    std::vector<Task> dropped;
+    {
+        std::lock_guard const lock(mMutex);
+        mOver = true;
+        dropped.swap(mTasks);
+    }
+    dropped.clear();
+    mEnded.set(true);
 }
 
 void EventLoop::dispatch(std::uint64_t id, std::uint32_t events) {
@@ -196,6 +228,9 @@ void EventLoop::runTasks() {
         tasks.swap(mTasks);
     }
     for (auto const& task : tasks) {
+        if (mAbandoned) {
+            return;
+        }
         handOver();
         contained(task);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tellbus/Answer.h"
 #include "tellbus/Clock.h"
 
 #include <atomic>
@@ -35,11 +36,20 @@ public:
     /** Whether the caller is the library's thread. */
     bool onThread() const;
 
-    /** Queues a task; tasks run in the order of their posting. */
+    /** Queues a task; tasks run in the order of their posting. Dropped if the thread has ended. */
     void post(Task task);
 
-    /** Runs a task on the thread and returns when it has run; false if that is not in time. */
+    /**
+     * Runs a task on the thread and returns when it has run; false if that is not in time, and at
+     * once if the thread has ended or ends before.
+     */
     bool run(Task task, TimePoint deadline);
+
+    /** Whether the thread has ended. */
+    bool isOver();
+
+    /** Waits for the thread's end; false if that is not in time. */
+    bool awaitEnd(TimePoint deadline);
 
     /** Enters a handler and returns its id, under which descriptors are watched. */
     std::uint64_t attach(Handler handler);
@@ -56,16 +66,28 @@ public:
      */
     bool stop(TimePoint deadline);
 
+    /**
+     * Ends the thread after the callback that runs, without another one and without its tasks;
+     * false if that callback has not come to its end. Asked on the thread itself it ends nothing.
+     */
+    bool abandon(TimePoint deadline);
+
+    /** Whether it has been abandoned: no callback may begin. */
+    bool isAbandoned() const { return mAbandoned; }
+
 private:
     void loop();
     void dispatch(std::uint64_t id, std::uint32_t events);
     void runTasks();
+    void conclude();
     void wake() const;
 
     int mEpoll;
     int mWake;
     std::atomic<bool> mStopping{false};
+    std::atomic<bool> mAbandoned{false};
     bool mStoppedInside = false; ///< only for the thread
+    Answer<bool> mEnded;
     std::atomic<std::thread::id> mThreadId;
     std::thread mThread;
 
@@ -73,6 +95,7 @@ private:
     std::uint64_t mLastId;
     std::unordered_map<std::uint64_t, std::shared_ptr<Handler>> mHandlers;
     std::vector<Task> mTasks;
+    bool mOver = false;
 };
 
 } // namespace tellbus

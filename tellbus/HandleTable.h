@@ -57,6 +57,11 @@ public:
         return node.empty() ? nullptr : other.mObjects.insert(std::move(node)).position->second;
     }
 
+    void moveAll(HandleTable& other) {
+        std::scoped_lock const locks(mMutex, other.mMutex);
+        other.mObjects.merge(mObjects);
+    }
+
     /** Removes and returns the objects that the predicate holds for. */
     template <class Predicate>
     std::vector<std::shared_ptr<Object>> takeIf(Predicate belongs) {

@@ -23,7 +23,12 @@ Library& Library::instance() {
     return library;
 }
 
-void Library::begin() {
+TELLBUS_tStatus Library::begin() {
+    if (auto const before = lastThread(); before && !loop()) {
+        if (before->onThread() || !before->awaitEnd(answerDeadline())) {
+            return before->onThread() ? TELLBUS_E_THREAD : TELLBUS_E_TIMEOUT;
+        }
+    }
     std::lock_guard const lock(mMutex);
     if (!mExitHandled) {
         dbus_threads_init_default();
@@ -35,6 +40,7 @@ void Library::begin() {
         mLoop = EventLoop::start();
     }
     ++mUsers;
+    return TELLBUS_OK;
 }
 
 void Library::end() {
@@ -48,21 +54,27 @@ void Library::end() {
             return;
         }
         ended = std::exchange(mLoop, nullptr);
+        mEnding = ended;
     }
-    for (auto const& connection : handles().connections.takeAll()) {
+    // Those that are being closed too: in a callback that finishes what their closing began.
+    handles().connections.moveAll(handles().closing);
+    for (auto const& connection : handles().closing.all()) {
         dropHandlesOf(connection);
         connection->close();
     }
-    // To close one again is to see it closed, or in a callback to finish what that call began.
-    for (auto const& connection : handles().closing.all()) {
-        connection->close();
-    }
+    handles().closing.takeAll();
     ended->stop(answerDeadline());
 }
 
 std::shared_ptr<EventLoop> Library::loop() {
     std::lock_guard const lock(mMutex);
     return mLoop;
+}
+
+void* Library::adopt(std::shared_ptr<Connection> const& connection,
+                     std::shared_ptr<EventLoop> const& loop) {
+    std::lock_guard const lock(mMutex);
+    return loop == mLoop ? handles().connections.add(connection) : nullptr;
 }
 
 void Library::atProcessExit() {
@@ -80,13 +92,19 @@ void Library::leave() {
     if (isInherited()) {
         return;
     }
-    if (auto const loop = this->loop()) {
-        loop->stop(Clock::now() + THREAD_LIMIT);
-        TimePoint const deadline = Clock::now() + FAREWELL_LIMIT;
-        for (auto const& connection : handles().connections.takeAll()) {
-            connection->leave(deadline);
-        }
+    if (auto const loop = lastThread()) {
+        loop->abandon(Clock::now() + THREAD_LIMIT);
     }
+    handles().connections.moveAll(handles().closing);
+    TimePoint const deadline = Clock::now() + FAREWELL_LIMIT;
+    for (auto const& connection : handles().closing.takeAll()) {
+        connection->leave(deadline);
+    }
+}
+
+std::shared_ptr<EventLoop> Library::lastThread() {
+    std::lock_guard const lock(mMutex);
+    return mLoop ? mLoop : mEnding;
 }
 
 } // namespace tellbus

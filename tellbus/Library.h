@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tellbus/EventLoop.h"
+#include "tellbus/tellbus.h"
 
 #include <atomic>
 #include <memory>
@@ -9,14 +10,19 @@
 
 namespace tellbus {
 
+class Connection;
+
 /** What TELLBUS_initialize starts and TELLBUS_shutdown ends: the library thread. */
 class Library {
 public:
     /** The one of the process; never destroyed, so that calls at any time find it. */
     static Library& instance();
 
-    /** Counted: each needs its end(). */
-    void begin();
+    /**
+     * Counted: each needs its end(). Waits for the thread that an end() before left to a callback;
+     * fails in that callback itself, since there is one thread only.
+     */
+    TELLBUS_tStatus begin();
 
     /** The last one closes all connections and ends the thread. */
     void end();
@@ -24,9 +30,14 @@ public:
     /** Null before begin() and after the last end(). */
     std::shared_ptr<EventLoop> loop();
 
+    /** Gives a connection its handle, so that end() closes it; null if its thread is ending. */
+    void* adopt(std::shared_ptr<Connection> const& connection,
+                std::shared_ptr<EventLoop> const& loop);
+
 private:
     static void atProcessExit();
     void leave();
+    std::shared_ptr<EventLoop> lastThread();
     bool isInherited() const;
 
     std::atomic<pid_t> mProcess{0}; ///< whose thread it is
@@ -34,6 +45,7 @@ private:
     unsigned int mUsers = 0;
     bool mExitHandled = false;
     std::shared_ptr<EventLoop> mLoop;
+    std::shared_ptr<EventLoop> mEnding; ///< the thread of the last end(), which may still run
 };
 
 } // namespace tellbus

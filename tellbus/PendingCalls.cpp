@@ -19,11 +19,10 @@ void PendingCalls::add(dbus_uint32_t serial, ReplyHandler handler, TimePoint dea
     }
 }
 
-ReplyHandler PendingCalls::take(dbus_uint32_t serial, std::string const& sender) {
+bool PendingCalls::isForged(dbus_uint32_t serial, std::string const& sender) const {
     auto const call = mCalls.find(serial);
-    bool const forged = call != mCalls.end() && isFixed(call->second.destination)
-                        && sender != call->second.destination && sender != DBUS_SERVICE_DBUS;
-    return forged ? nullptr : take(serial);
+    return call != mCalls.end() && isFixed(call->second.destination)
+           && sender != call->second.destination && sender != DBUS_SERVICE_DBUS;
 }
 
 ReplyHandler PendingCalls::take(dbus_uint32_t serial) {

@@ -30,11 +30,14 @@ public:
              std::string destination = {});
 
     /**
-     * The handler of one call; empty if nobody waits (any more), or if the sender cannot be the
-     * one who was called. Who owned a well-known name when the call reached it only the bus knows,
-     * which also answers in place of others; so for such a name each sender will do.
+     * Whether somebody waits for the answer and the sender cannot be the one who was called. Who
+     * owned a well-known name when the call reached it only the bus knows, which also answers in
+     * place of others; so for such a name each sender will do.
      */
-    ReplyHandler take(dbus_uint32_t serial, std::string const& sender);
+    bool isForged(dbus_uint32_t serial, std::string const& sender) const;
+
+    /** The handler of one call; empty if nobody waits (any more). */
+    ReplyHandler take(dbus_uint32_t serial);
 
     /** The handler with the earliest deadline, if that has come; empty if there is none (left). */
     ReplyHandler takeExpired(TimePoint now);
@@ -50,8 +53,6 @@ private:
         TimePoint deadline;
         std::string destination;
     };
-
-    ReplyHandler take(dbus_uint32_t serial);
 
     std::map<dbus_uint32_t, Call> mCalls;
     std::set<std::pair<TimePoint, dbus_uint32_t>> mDeadlines;

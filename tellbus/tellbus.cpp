@@ -122,10 +122,7 @@ TELLBUS_tStatus answerOnce(void* requestContext, Make make) {
 } // namespace
 
 TELLBUS_tStatus TELLBUS_initialize(void) {
-    return fenced([] {
-        Library::instance().begin();
-        return TELLBUS_OK;
-    });
+    return fenced([] { return Library::instance().begin(); });
 }
 
 void TELLBUS_shutdown(void) {
@@ -146,9 +143,15 @@ TELLBUS_tStatus TELLBUS_getConnection(unsigned int /*reserved1*/, unsigned int /
             return loop ? TELLBUS_E_THREAD : TELLBUS_E_NOT_INITIALIZED;
         }
         auto const made = Connection::create(loop, busAddress());
+        void* const handle = Library::instance().adopt(made, loop);
+        if (!handle) {
+            return TELLBUS_E_NOT_INITIALIZED;
+        }
         TELLBUS_tStatus const status = made->open();
-        if (!failed(status)) {
-            *connection = handles().connections.add(made);
+        if (failed(status)) {
+            handles().connections.take(handle);
+        } else {
+            *connection = handle;
         }
         return status;
     });

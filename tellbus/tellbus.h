@@ -10,8 +10,8 @@
  * the library, one at a time, with no lock held: a callback may call every operation except those
  * that wait for the bus (they say so), and holds up all other callbacks while it runs; what comes
  * meanwhile waits in the bus. Calls and signals of one thread reach the bus in the order in which
- * they were made. A message leaves while the operation that sends it runs, unless the bus is slow to
- * read.
+ * they were made. A message leaves while the operation that sends it runs, unless the bus is slow
+ * to read.
  *
  * HANDLES are opaque and never followed. A handle that is null, of another kind, given up or made
  * up is answered with TELLBUS_E_HANDLE, whatever the process did meanwhile.
@@ -95,7 +95,8 @@ typedef uint32_t TELLBUS_tStatus;
 #define TELLBUS_E_CLOSED 0x8000000Fu
 /**
  * 128 MiB wait for a bus that does not read, or a limit of the bus is reached. What a client does
- * not read waits in the bus, within the bus's limits.
+ * not read waits in the bus, within the bus's limits: if max_outgoing_bytes is not far below
+ * max_incoming_bytes, the bus stops reading the sender before it drops anything.
  */
 #define TELLBUS_E_QUEUE_FULL 0x80000010u
 /** This waits for the bus and cannot do so in a callback. */
@@ -150,7 +151,9 @@ typedef void (*TELLBUS_fNameOwnerChanged)(char const* name, char const* oldOwner
 
 /**
  * Starts the library's thread. Comes before all others; each successful call needs one
- * TELLBUS_shutdown.
+ * TELLBUS_shutdown. There is one thread at a time: after a shutdown in a callback this waits for
+ * the end of that callback, at most 10 seconds, and in that callback it fails with
+ * TELLBUS_E_THREAD.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_initialize(void);
 /**
@@ -170,7 +173,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_getConnection(unsigned int reserved1, unsign
  * are done, and what was sent is written. No callback of the connection runs after that, except the
  * one that closes it itself; in a callback those of the failing calls run inside this. Waits at
  * most 10 seconds for a callback that runs, and then fails with TELLBUS_E_TIMEOUT; the connection
- * closes when that callback is over.
+ * closes when that callback is over. Waits at most two seconds for a bus that does not take what
+ * was sent, which is lost then: the connection is closed, and this fails with TELLBUS_E_TIMEOUT.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_closeConnection(void* connection);
 /**
@@ -232,8 +236,9 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_asyncInvoke(void* connection, char const* bu
  * Receives the signals of one member from one object, of whatever interface, from the owner of the
  * name that the path spells, as /com/example/A spells com.example.A, and from nobody else.
  *
- * Works also while the bus is away. A signal that follows a call which this thread makes later on
- * the same connection is not missed. A signal whose argument is not one string is dropped.
+ * Works also while the bus is away; fails with TELLBUS_E_QUEUE_FULL as a call does. A signal that
+ * follows a call which this thread makes later on the same connection is not missed. A signal whose
+ * argument is not one string is dropped.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_subscribe(void* connection, char const* objectPath,
                                               char const* signalName, TELLBUS_fSignal callback,

@@ -22,6 +22,14 @@ inline bool isBlocked(pid_t thread) {
     return name != std::string::npos && line.compare(name, 3, ") S") == 0;
 }
 
+/** True while a thread of this process waits in a function of the kernel that is named like this.
+ */
+inline bool isBlockedIn(char const* name, std::string const& thread) {
+    std::ifstream file("/proc/self/task/" + thread + "/wchan");
+    std::string function;
+    return std::getline(file, function) && function.find(name) != std::string::npos;
+}
+
 /** Waits until a thread waits in the kernel, ten seconds at most. */
 inline bool waitUntilBlocked(pid_t thread) {
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);

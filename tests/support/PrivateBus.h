@@ -23,9 +23,18 @@
 class PrivateBus {
 public:
     static constexpr std::size_t FAR_AWAY = 1000000000;
+    static constexpr std::size_t MEBIBYTE = std::size_t{1} << 20U;
 
-    /** @param queueLimit how many bytes the daemon keeps for a client that does not read */
-    explicit PrivateBus(std::size_t queueLimit = FAR_AWAY) : mQueueLimit(queueLimit) {
+    /** Of the daemon, in bytes. */
+    struct Limits {
+        std::size_t queue = FAR_AWAY;   ///< what it keeps for a client that does not read
+        std::size_t intake = FAR_AWAY;  ///< what it keeps from one client
+        std::size_t message = FAR_AWAY; ///< one message
+    };
+
+    PrivateBus() : PrivateBus(Limits()) {}
+
+    explicit PrivateBus(Limits const& limits) : mLimits(limits) {
         mFolder.write("bus.conf", configuration());
         start();
     }
@@ -98,11 +107,15 @@ private:
                  "    <allow eavesdrop=\"true\"/>\n"
                  "    <allow own=\"*\"/>\n"
                  "  </policy>\n"
-                 "  <limit name=\"max_incoming_bytes\">1000000000</limit>\n"
-                 "  <limit name=\"max_outgoing_bytes\">"
-               + std::to_string(mQueueLimit)
+                 "  <limit name=\"max_incoming_bytes\">"
+               + std::to_string(mLimits.intake)
                + "</limit>\n"
-                 "  <limit name=\"max_message_size\">1000000000</limit>\n"
+                 "  <limit name=\"max_outgoing_bytes\">"
+               + std::to_string(mLimits.queue)
+               + "</limit>\n"
+                 "  <limit name=\"max_message_size\">"
+               + std::to_string(mLimits.message)
+               + "</limit>\n"
                  "  <limit name=\"max_completed_connections\">100000</limit>\n"
                  "  <limit name=\"max_connections_per_user\">100000</limit>\n"
                  "  <limit name=\"max_match_rules_per_connection\">50000</limit>\n"
@@ -141,7 +154,7 @@ private:
         return got == 1;
     }
 
-    std::size_t mQueueLimit;
+    Limits mLimits;
     TempDir mFolder;
     pid_t mPid = 0;
 };

@@ -3,6 +3,9 @@
 
 #include <vector>
 
+using ::testing::AnyOf;
+using ::testing::HasSubstr;
+
 class BadBusInput : public OnBus {
 protected:
     TELLBUS_tStatus registering(char const* name, char const* path) const {
@@ -214,6 +217,70 @@ TEST_F(BadBusInput, AnotherUserOfTheLibraryKeepsItAlive) {
     ASSERT_EQ(TELLBUS_initialize(), TELLBUS_OK);
     TELLBUS_shutdown();
     serve(echo);
+    EXPECT_THAT(call("any", "{}"), Succeeded("{}"));
+}
+
+TEST_F(BadBusInput, AConnectionBesideAShutdownIsOpenedOrRefusedAtOnce) {
+    auto const before = std::chrono::steady_clock::now();
+    for (int round = 0; round < 200; ++round) {
+        ASSERT_EQ(TELLBUS_initialize(), TELLBUS_OK);
+        TELLBUS_shutdown();
+        ASSERT_EQ(TELLBUS_initialize(), TELLBUS_OK);
+        auto opened = std::async(std::launch::async, [] {
+            void* connection = nullptr;
+            return TELLBUS_getConnection(0, 0, &connection);
+        });
+        TELLBUS_shutdown();
+        TELLBUS_shutdown();
+        EXPECT_THAT(opened.get(), AnyOf(TELLBUS_OK, TELLBUS_E_CLOSED, TELLBUS_E_NOT_INITIALIZED));
+    }
+    // Nobody waited ten seconds for a thread that had ended.
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(8));
+}
+
+/** On a bus that carries messages of up to 32 MiB, as buses do. */
+class BadInputOnAnOrdinaryBus : public OnBus {
+protected:
+    static constexpr std::size_t LONGEST = 32 * PrivateBus::MEBIBYTE;
+
+    BadInputOnAnOrdinaryBus()
+        : OnBus({PrivateBus::FAR_AWAY, PrivateBus::FAR_AWAY, LONGEST}), other(bus.address()) {}
+
+    RawClient other;
+};
+
+TEST_F(BadInputOnAnOrdinaryBus, APathAsLongAsAMessageIsUnknown) {
+    serve(echo);
+    // What surrounds a path in a call is less than what surrounds a text in an error.
+    for (std::size_t const header : {104U, 120U, 136U}) {
+        std::string const path = "/" + std::string(LONGEST - header, 'a');
+        EXPECT_EQ(other.call(":1.0", path.c_str(), nullptr, "any"), DBUS_ERROR_UNKNOWN_OBJECT);
+        EXPECT_THAT(call("any", "{}"), Succeeded("{}"));
+    }
+}
+
+TEST_F(BadInputOnAnOrdinaryBus, ALongPathOfACallWithoutReplyIsAShortLine) {
+    serve(echo);
+    std::string const path = "/" + std::string(PrivateBus::MEBIBYTE, 'a');
+    RawMessage const call = RawClient::methodCall(NAME, path.c_str(), nullptr, "any");
+    dbus_message_set_no_reply(call.get(), TRUE);
+    testing::internal::CaptureStderr();
+    other.send(call);
+    other.call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
+    settle(server);
+    std::string const line = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(line, HasSubstr("No such object: /aaaa"));
+    EXPECT_LT(line.size(), 1000U);
+}
+
+TEST_F(BadInputOnAnOrdinaryBus, DescriptionsLongerThanAMessageAreAnError) {
+    std::string const text =
+        "<interface name=\"a.b\">" + std::string(20 * PrivateBus::MEBIBYTE, ' ') + "</interface>";
+    EXPECT_EQ(TELLBUS_setIntrospection(serve(echo), text.c_str()), TELLBUS_OK);
+    EXPECT_EQ(TELLBUS_setIntrospection(serve(echo, nullptr, "com.example.two.Echo"), text.c_str()),
+              TELLBUS_OK);
+    EXPECT_EQ(other.call(NAME, PATH, DBUS_INTERFACE_INTROSPECTABLE, "Introspect"),
+              DBUS_ERROR_LIMITS_EXCEEDED);
     EXPECT_THAT(call("any", "{}"), Succeeded("{}"));
 }
 

@@ -51,6 +51,28 @@ TEST_F(BusRestart, FailsWhatWaitsOnceEach) {
     EXPECT_EQ(results.arrived(), 10U);
 }
 
+TEST_F(BusRestart, HandsOverWhatHadArrivedBeforeItFailsWhatWaits) {
+    RawClient owner(bus.address());
+    ASSERT_TRUE(owner.own(NAME));
+    Inbox<Signal> signals;
+    hear(signals, "any");
+    constexpr int SIGNALS = 100;
+    {
+        HeldThread const held(client);
+        for (int index = 0; index < SIGNALS; ++index) {
+            owner.send(RawClient::signal(PATH, NAME, "any"));
+        }
+        owner.call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
+        bus.pause();
+        // More than the socket takes, so that there is something to write when the bus goes.
+        std::string const large(8 * PrivateBus::MEBIBYTE, 'x');
+        ASSERT_EQ(invoke(results, "any", large.c_str()), TELLBUS_OK);
+        bus.stop();
+    }
+    EXPECT_THAT(results.next(), Failed(TELLBUS_E_DISCONNECTED));
+    EXPECT_EQ(signals.arrived(), static_cast<std::size_t>(SIGNALS));
+}
+
 TEST_F(BusRestart, FailsSendsWhileTheBusIsAway) {
     void* const service = serve(requestInto, &requests);
     invoke(results, "any", "{}");

@@ -216,6 +216,7 @@ TEST_F(Call, OfAConnectionIsAnsweredByNoOther) {
     std::string const name = called.name();
     invoke(results, "any", "{}", 0, name.c_str());
     RawMessage const call = called.next(DBUS_MESSAGE_TYPE_METHOD_CALL);
+    testing::internal::CaptureStderr();
     for (RawClient* const sender : {&forger, &called}) {
         RawMessage reply(dbus_message_new_method_return(call.get()));
         RawClient::append(reply, sender == &called ? "real" : "forged");
@@ -223,4 +224,6 @@ TEST_F(Call, OfAConnectionIsAnsweredByNoOther) {
         sender->call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
     }
     EXPECT_THAT(results.next(), Succeeded("real"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("dropped a reply from somebody who was not called"));
 }

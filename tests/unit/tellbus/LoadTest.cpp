@@ -124,7 +124,7 @@ TEST_F(Load, OfLargeMessagesArrivesWhole) {
     }
 }
 
-/** On a bus that keeps as little for a client that does not read as a bus of a small device. */
+/** On a bus that keeps much less for a client that does not read than it takes from one. */
 class LoadOnASmallBus : public OnBus {
 protected:
     static constexpr std::size_t QUEUE_LIMIT = std::size_t{8} * 1024 * 1024;
@@ -132,7 +132,7 @@ protected:
     static constexpr std::size_t ROOM = 6 * QUEUE_LIMIT;
     static constexpr int MESSAGES = 256;
 
-    LoadOnASmallBus() : OnBus(QUEUE_LIMIT) {}
+    LoadOnASmallBus() : OnBus({QUEUE_LIMIT, 16 * QUEUE_LIMIT, 4 * QUEUE_LIMIT}) {}
 
     /** Neither the daemon nor this process holds what a silent client was sent. */
     void expectBounded() {
@@ -229,6 +229,10 @@ TEST_F(Load, ForABusThatStopsReadingIsBounded) {
         status = TELLBUS_emit(service, "any", large.c_str());
     }
     EXPECT_EQ(status, TELLBUS_E_QUEUE_FULL);
+    Inbox<Signal> signals;
+    void* handle = nullptr;
+    EXPECT_EQ(TELLBUS_subscribe(server, PATH, "any", signalInto, &signals, &handle),
+              TELLBUS_E_QUEUE_FULL);
     EXPECT_LT(residentBytes() - before, std::size_t{1} << 30U);
     bus.resume();
     // A reply is refused as well while the queue is full.
@@ -301,6 +305,31 @@ TEST_F(Load, OfABusThatHangsFailsAConnectionInTime) {
     EXPECT_EQ(connection, nullptr);
     bus.resume();
     EXPECT_EQ(TELLBUS_getConnection(0, 0, &connection), TELLBUS_OK);
+}
+
+TEST_F(Load, ThatTheBusDoesNotTakeMakesAClosingFail) {
+    void* const service = serve(echo);
+    std::string const large(std::size_t{8} * 1024 * 1024, 'x');
+    bus.pause();
+    EXPECT_EQ(TELLBUS_emit(service, "any", large.c_str()), TELLBUS_OK);
+    EXPECT_EQ(TELLBUS_closeConnection(server), TELLBUS_E_TIMEOUT);
+    EXPECT_EQ(TELLBUS_closeConnection(server), TELLBUS_E_HANDLE);
+    bus.resume();
+}
+
+TEST_F(Load, BehindACallbackThatBlocksLeavesWhenItIsOver) {
+    void* const service = serve(echo);
+    RawClient listener(bus.address());
+    listener.match("type='signal',member='any'");
+    std::string const large(std::size_t{4} * 1024 * 1024, 'x');
+    {
+        HeldThread const held(client);
+        bus.pause();
+        EXPECT_EQ(TELLBUS_emit(service, "any", large.c_str()), TELLBUS_OK);
+        EXPECT_EQ(TELLBUS_closeConnection(server), TELLBUS_E_TIMEOUT);
+        bus.resume();
+    }
+    EXPECT_TRUE(listener.wait(DBUS_MESSAGE_TYPE_SIGNAL) == large);
 }
 
 TEST_F(Load, BehindACallbackThatBlocksLetsNobodyWaitForEver) {

@@ -130,7 +130,7 @@ private:
 /** A bus, the library, and two connections: one to serve, one to call. */
 class OnBus : public ::testing::Test {
 protected:
-    explicit OnBus(std::size_t queueLimit = PrivateBus::FAR_AWAY) : bus(queueLimit) {
+    explicit OnBus(PrivateBus::Limits const& limits = PrivateBus::Limits()) : bus(limits) {
         bus.use();
         EXPECT_EQ(TELLBUS_initialize(), TELLBUS_OK);
         server = connect();

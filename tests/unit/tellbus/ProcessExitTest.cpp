@@ -1,8 +1,11 @@
 #include "OnBus.h"
 #include "RawClient.h"
+#include "support/BlockedThread.h"
 
+#include <atomic>
 #include <functional>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -181,6 +184,117 @@ TEST_F(ProcessExit, IsNotHeldUpByABusThatDoesNotRead) {
     });
     RawClient raw(bus.address());
     awaitName(raw);
+    bus.pause();
+    gate.open();
+    EXPECT_EQ(statusOf(child), 0);
+}
+
+TEST_F(ProcessExit, InACallbackIsNotHeldUpByABusThatDoesNotRead) {
+    Gate gate;
+    pid_t const child = inChild([&] {
+        static Gate const& go = gate;
+        auto const last = [](void* context, char const*, char const*, int, void*) {
+            go.wait();
+            TELLBUS_returnResult(context, LARGE.c_str());
+            exit(0);
+        };
+        serveNow(last, nullptr);
+        pause();
+    });
+    RawClient raw(bus.address());
+    awaitName(raw);
+    RawMessage const call = RawClient::methodCall(NAME, PATH, NAME, "any");
+    RawClient::append(call, std::string(100000, 'x').c_str());
+    for (int index = 0; index < 5; ++index) {
+        raw.send(RawMessage(dbus_message_copy(call.get())));
+    }
+    raw.call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
+    bus.pause();
+    gate.open();
+    int status = 0;
+    rusage used{};
+    ASSERT_EQ(wait4(child, &status, 0, &used), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    // It waits for the bus in the kernel.
+    EXPECT_EQ(used.ru_utime.tv_sec + used.ru_stime.tv_sec, 0);
+}
+
+TEST_F(ProcessExit, InACallbackOfAnEndingLibraryDoesNotLoseWhatWasSent) {
+    for (bool const shutdown : {false, true}) {
+        RawClient raw(bus.address());
+        raw.match("member='localStatus'");
+        RawClient silent(bus.address());
+        ASSERT_TRUE(silent.own("com.example.Silent"));
+        pid_t const child = inChild([shutdown] {
+            void* const service = serveNow(echo, nullptr);
+            void* connection = nullptr;
+            TELLBUS_getConnection(0, 0, &connection);
+            auto const leave = [](TELLBUS_tCallbackStatus const*, char const*, void*) { exit(0); };
+            TELLBUS_asyncInvoke(connection, "com.example.Silent", PATH, "any", "{}", false, 0,
+                                leave, nullptr, nullptr);
+            TELLBUS_emit(service, "localStatus", LARGE.c_str());
+            if (shutdown) {
+                TELLBUS_shutdown();
+            } else {
+                TELLBUS_closeConnection(connection);
+            }
+            pause();
+        });
+        EXPECT_TRUE(raw.wait(DBUS_MESSAGE_TYPE_SIGNAL) == LARGE);
+        EXPECT_EQ(statusOf(child), 0);
+        silent.disown("com.example.Silent");
+    }
+}
+
+TEST_F(ProcessExit, LetsNoCallbackBegin) {
+    pid_t const child = inChild([] {
+        static std::atomic<int> begun{0};
+        static pid_t const mainThread = threadId();
+        static std::promise<void> first;
+        static std::atomic<bool> exiting{false};
+        auto const whileExiting = [](void* context, char const*, char const*, int, void*) {
+            TELLBUS_freeReqContext(context);
+            if (++begun > 1) {
+                _exit(1);
+            }
+            first.set_value();
+            while (!exiting || !isBlocked(mainThread)) {
+                std::this_thread::yield();
+            }
+        };
+        serveNow(whileExiting, nullptr);
+        first.get_future().wait();
+        exiting = true;
+        exit(0);
+    });
+    RawClient raw(bus.address());
+    awaitName(raw);
+    for (int index = 0; index < 200; ++index) {
+        RawMessage const call = RawClient::methodCall(NAME, PATH, NAME, "any");
+        dbus_message_set_no_reply(call.get(), TRUE);
+        raw.send(call);
+    }
+    EXPECT_EQ(statusOf(child), 0);
+}
+
+TEST_F(ProcessExit, OutlastedByACallbackIsOverBesideIt) {
+    Gate gate;
+    pid_t const child = inChild([&] {
+        static pid_t const mainThread = threadId();
+        auto const slow = [](void* context, char const*, char const*, int, void*) {
+            TELLBUS_returnResult(context, "here");
+            TELLBUS_freeReqContext(context);
+            while (!isBlockedIn("poll", std::to_string(mainThread))) {
+                std::this_thread::yield();
+            }
+        };
+        void* const service = serveNow(slow, nullptr);
+        gate.wait();
+        TELLBUS_emit(service, "localStatus", LARGE.c_str());
+        exit(0);
+    });
+    EXPECT_EQ(callChild(), "here");
+    // The exit waits for the callback, and then in poll() for the bus.
     bus.pause();
     gate.open();
     EXPECT_EQ(statusOf(child), 0);

@@ -272,6 +272,20 @@ TEST_F(ServiceOnBus, MayEndTheLibraryInACallback) {
     EXPECT_NE(connect(), nullptr);
 }
 
+TEST_F(ServiceOnBus, CannotBeginTheLibraryAnewInTheCallbackThatEndedIt) {
+    Inbox<TELLBUS_tStatus> begun;
+    auto const end = [](void* context, char const*, char const*, int, void* cookie) {
+        TELLBUS_freeReqContext(context);
+        TELLBUS_shutdown();
+        static_cast<Inbox<TELLBUS_tStatus>*>(cookie)->put(TELLBUS_initialize());
+    };
+    serve(end, &begun);
+    invoke(results, "any", "{}");
+    EXPECT_EQ(begun.next(), TELLBUS_E_THREAD);
+    ASSERT_EQ(TELLBUS_initialize(), TELLBUS_OK);
+    EXPECT_NE(connect(), nullptr);
+}
+
 TEST_F(ServiceOnBus, ThatThrowsInItsCallbackDoesNotEndTheProcess) {
     auto const thrower = [](void* context, char const*, char const*, int, void*) {
         TELLBUS_freeReqContext(context);

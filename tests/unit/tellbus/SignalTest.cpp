@@ -1,7 +1,12 @@
 #include "OnBus.h"
 #include "RawClient.h"
+#include "support/BlockedThread.h"
 
+#include <array>
 #include <atomic>
+#include <fcntl.h>
+#include <future>
+#include <unistd.h>
 
 using ::testing::HasSubstr;
 
@@ -20,6 +25,31 @@ RawMessage addressed(RawMessage signal, std::string const& to) {
     dbus_message_set_destination(signal.get(), to.c_str());
     return signal;
 }
+
+/** Standard error is a pipe that is full and that nobody reads. */
+class FullStandardError {
+public:
+    FullStandardError() : mBefore(dup(STDERR_FILENO)) {
+        EXPECT_EQ(pipe2(mPipe, O_NONBLOCK), 0);
+        std::array<char, 4096> const filling{};
+        while (write(mPipe[1], filling.data(), filling.size()) > 0) {
+        }
+        EXPECT_EQ(fcntl(mPipe[1], F_SETFL, 0), 0);
+        dup2(mPipe[1], STDERR_FILENO);
+    }
+    ~FullStandardError() {
+        dup2(mBefore, STDERR_FILENO);
+        for (int const descriptor : {mBefore, mPipe[0], mPipe[1]}) {
+            close(descriptor);
+        }
+    }
+    FullStandardError(FullStandardError const&) = delete;
+    FullStandardError& operator=(FullStandardError const&) = delete;
+
+private:
+    int mBefore;
+    int mPipe[2] = {};
+};
 
 } // namespace
 
@@ -120,6 +150,26 @@ TEST_F(SignalOnBus, FromAProcessThatDoesNotOwnTheSendersNameIsDropped) {
     EXPECT_EQ(signals.next().data, "real");
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("dropped a signal whose sender does not own the name"));
+}
+
+TEST_F(SignalOnBus, ForgedHoldsNoSenderUpThoughNobodyReadsTheLine) {
+    serve(echo);
+    hear(signals, DEVICE_STATE);
+    RawClient forger(bus.address());
+    std::future<TELLBUS_tStatus> sent;
+    {
+        FullStandardError const full;
+        // The first may be of the same second as another test's.
+        while (!isBlockedIn("pipe_write", *libraryThread())) {
+            forger.send(addressed(deviceState("addressed"), clientName));
+        }
+        sent = std::async(std::launch::async, [this] {
+            return TELLBUS_asyncInvoke(client, NAME, PATH, "any", "{}", true, 0, nullptr, nullptr,
+                                       nullptr);
+        });
+        EXPECT_EQ(sent.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    }
+    EXPECT_EQ(sent.get(), TELLBUS_OK);
 }
 
 TEST_F(SignalOnBus, ForgedWhileNobodyOwnsTheNameIsDropped) {

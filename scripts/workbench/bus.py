@@ -6,6 +6,7 @@ import subprocess
 
 from .programs import Program, Timeout
 
+BUS = "org.freedesktop.DBus"
 SERVICE = "com.veldan.service.Songlatch"
 MEDIA = "com.veldan.service.Media"
 
@@ -41,13 +42,20 @@ class PrivateBus:
     """A dbus-daemon that nobody else knows of."""
 
     def __init__(self, folder, keep=False):
-        configuration = folder / "bus.conf"
-        configuration.write_text(_CONFIGURATION.format(socket=folder / "bus"))
+        self._configuration = folder / "bus.conf"
+        self._configuration.write_text(_CONFIGURATION.format(socket=folder / "bus"))
+        self._keep = folder / "bus.out" if keep else None
+        self.start()
+
+    def start(self):
+        """
+        Starts the daemon; it listens when this returns. A stopped one comes back at its place, but
+        its address names the run of the bus too, and strict clients want that of this run.
+        """
         reader, writer = os.pipe()
         self._program = Program(
-            ["dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile",
-             f"--print-address={writer}"], pass_fds=[writer],
-            keep=folder / "bus.out" if keep else None)
+            ["dbus-daemon", f"--config-file={self._configuration}", "--nofork", "--nopidfile",
+             f"--print-address={writer}"], pass_fds=[writer], keep=self._keep)
         os.close(writer)
         with os.fdopen(reader) as stream:
             self.address = stream.readline().strip()
@@ -64,6 +72,7 @@ class PrivateBus:
         return self._program.pid
 
     def stop(self):
+        """Ends the daemon at once, as a crash would."""
         self._program.kill()
 
 

@@ -6,6 +6,7 @@ import pathlib
 import shutil
 import subprocess
 import tempfile
+import time
 
 from . import calls, tagfiles
 from .bus import MEDIA, SERVICE, Monitor, PrivateBus, object_path
@@ -151,6 +152,18 @@ class Car:
         self._options = {}
 
     # The surroundings
+
+    def kill_bus(self):
+        """Everybody loses the bus without a word; the monitor ends with it."""
+        self.bus.stop()
+        self.monitor.stop()
+
+    def start_bus(self):
+        """Starts a killed bus anew at its place, with a monitor: the moment it listened."""
+        self.bus.start()
+        listening = time.monotonic()
+        self.monitor = Monitor(self.bus)
+        return listening
 
     def start_rig(self):
         position = self.monitor.position

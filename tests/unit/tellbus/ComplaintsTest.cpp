@@ -1,8 +1,28 @@
 #include "tellbus/Complaints.h"
 
+#include "support/StderrFile.h"
+#include "tellbus/Clock.h"
+
 #include <gtest/gtest.h>
 
 using namespace tellbus;
+using namespace std::chrono_literals;
+
+TEST(Complaints, ComeAgainForTheSameCauseOnceASecondHasPassed) {
+    std::string const line = "libtellbus: the bus refused a subscription: any\n";
+    StderrFile const said;
+    TimePoint const before = Clock::now();
+    complain(Complaint::MatchRule, "any");
+    TimePoint const after = Clock::now();
+    ASSERT_EQ(said.text(), line);
+    TimePoint asked;
+    do {
+        asked = Clock::now();
+        complain(Complaint::MatchRule, "any");
+    } while (said.text() == line && asked < after + 1s);
+    EXPECT_GE(Clock::now(), before + 1s);
+    EXPECT_EQ(said.text(), line + line);
+}
 
 TEST(Complaints, AreOneLineASecondForTheSameCause) {
     testing::internal::CaptureStderr();

@@ -1,10 +1,32 @@
 #include "OnBus.h"
 #include "RawClient.h"
 
+#include <array>
 #include <atomic>
 #include <future>
 
 using ::testing::HasSubstr;
+using ::testing::UnorderedElementsAre;
+
+namespace {
+
+/** What two calls return that are made by two threads, both of them there before either begins. */
+template <class One, class Other>
+std::array<TELLBUS_tStatus, 2> atTheSameTime(One one, Other other) {
+    std::atomic<int> there{0};
+    auto const together = [&there](auto const& call) {
+        ++there;
+        while (there < 2) {
+            std::this_thread::yield();
+        }
+        return call();
+    };
+    auto second = std::async(std::launch::async, [&] { return together(other); });
+    TELLBUS_tStatus const first = together(one);
+    return {first, second.get()};
+}
+
+} // namespace
 
 class ServiceOnBus : public OnBus {};
 
@@ -147,6 +169,23 @@ TEST_F(ServiceOnBus, SendsOneReplyOnly) {
     TELLBUS_freeReqContext(context);
     EXPECT_EQ(TELLBUS_returnResult(context, "fourth"), TELLBUS_E_HANDLE);
     TELLBUS_freeReqContext(context);
+}
+
+TEST_F(ServiceOnBus, SendsTheReplyOfOneOfTwoThreadsThatAnswerAtTheSameTime) {
+    constexpr std::size_t ROUNDS = 500;
+    serve(requestInto, &requests);
+    for (std::size_t round = 0; round < ROUNDS; ++round) {
+        invoke(results, "any", "{}");
+        void* const context = requests.next().context;
+        auto const statuses =
+            atTheSameTime([context] { return TELLBUS_returnResult(context, "one"); },
+                          [context] { return TELLBUS_returnResult(context, "other"); });
+        ASSERT_THAT(statuses, UnorderedElementsAre(TELLBUS_OK, TELLBUS_E_REPLIED));
+        ASSERT_THAT(results.next(), Succeeded(statuses[0] == TELLBUS_OK ? "one" : "other"));
+        TELLBUS_freeReqContext(context);
+    }
+    settle(client);
+    EXPECT_EQ(results.arrived(), ROUNDS);
 }
 
 TEST_F(ServiceOnBus, MayTryAgainAfterATextThatCannotBeSent) {

@@ -13,6 +13,9 @@
  * they were made. A message leaves while the operation that sends it runs, unless the bus is slow
  * to read.
  *
+ * COOKIES are given back to the callback as they came. What one points to has to live until no
+ * callback with it can follow: after its one result, its unsubscribe, its unregister or the close.
+ *
  * HANDLES are opaque and never followed. A handle that is null, of another kind, given up or made
  * up is answered with TELLBUS_E_HANDLE, whatever the process did meanwhile.
  *
@@ -225,7 +228,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_setIntrospection(void* handle, char const* x
  * case.
  *
  * timeout is in milliseconds; 0 means 25 seconds, UINT_MAX no limit. token, which may be null, gets
- * a value that no other call has. The interface of the call is the bus name.
+ * a value that no other call has. The interface of the call is the bus name if it can be one, as a
+ * unique name cannot; the call has none then.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_asyncInvoke(void* connection, char const* busName,
                                                 char const* objectPath, char const* method,

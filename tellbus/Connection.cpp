@@ -95,8 +95,10 @@ TELLBUS_tStatus Connection::open() {
         mOpening = opening;
     }
     bool const begun = mLoop->run([self = shared_from_this()] { self->connect(); }, deadline);
-    auto const status =
-        begun ? opening->waitUntil(deadline).value_or(TELLBUS_E_TIMEOUT) : TELLBUS_E_TIMEOUT;
+    TELLBUS_tStatus status = mLoop->isOver() ? TELLBUS_E_CLOSED : TELLBUS_E_TIMEOUT;
+    if (begun) {
+        status = opening->waitUntil(deadline).value_or(TELLBUS_E_TIMEOUT);
+    }
     if (failed(status)) {
         close(deadline);
     }

@@ -170,7 +170,11 @@ bool EventLoop::abandon(TimePoint deadline) {
     mAbandoned = true;
     mStopping = true;
     wake();
-    return onThread() || awaitEnd(deadline);
+    bool const ended = !onThread() && awaitEnd(deadline);
+    if (mThread.joinable()) {
+        ended ? mThread.join() : mThread.detach();
+    }
+    return ended || onThread();
 }
 
 void EventLoop::loop() {

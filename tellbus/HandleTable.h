@@ -3,9 +3,9 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <mutex>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -78,6 +78,7 @@ public:
         return taken;
     }
 
+    /** Oldest first, as all() does. */
     std::vector<std::shared_ptr<Object>> takeAll() {
         return takeIf([](Object const&) { return true; });
     }
@@ -106,7 +107,7 @@ private:
     }
 
     mutable std::mutex mMutex;
-    std::unordered_map<std::uintptr_t, std::shared_ptr<Object>> mObjects;
+    std::map<std::uintptr_t, std::shared_ptr<Object>> mObjects;
 };
 
 } // namespace tellbus

@@ -58,9 +58,11 @@ void Library::end() {
     }
     // Those that are being closed too: in a callback that finishes what their closing began.
     handles().connections.moveAll(handles().closing);
-    for (auto const& connection : handles().closing.all()) {
-        dropHandlesOf(connection);
-        connection->close();
+    auto const closing = handles().closing.all();
+    // The newest first, so that a client does not hear the services of its own process go.
+    for (auto connection = closing.rbegin(); connection != closing.rend(); ++connection) {
+        dropHandlesOf(*connection);
+        (*connection)->close();
     }
     handles().closing.takeAll();
     ended->stop(answerDeadline());

@@ -182,7 +182,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_getConnection(unsigned int reserved1, unsign
 TELLBUS_API TELLBUS_tStatus TELLBUS_closeConnection(void* connection);
 /**
  * Closes all connections and ends the library's thread, if this is the last of as many calls as
- * TELLBUS_initialize had. In a callback the thread ends after that callback. More calls do nothing.
+ * TELLBUS_initialize had, the newest connection first. In a callback the thread ends after that
+ * callback. More calls do nothing.
  * What TELLBUS_closeConnection says of callbacks holds for each connection.
  */
 TELLBUS_API void TELLBUS_shutdown(void);

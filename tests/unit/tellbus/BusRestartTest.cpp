@@ -145,6 +145,7 @@ TEST_F(BusRestart, TellsThatTheOwnerWentAndCameBack) {
     EXPECT_THAT(callUntilAnswered(), Succeeded("again"));
     settle(client);
     EXPECT_EQ(changes.arrived(), 2U);
+    TELLBUS_closeConnection(client);
 }
 
 TEST_F(BusRestart, SendsNoAnswerOfTheOldBusToTheNewOne) {

@@ -82,3 +82,12 @@ TEST_F(NameOnBus, IsWatchedForSignalsAfterItsOwnSubscriptionEnded) {
     TELLBUS_emit(service, "localStatus", "still heard");
     EXPECT_EQ(signals.next().data, "still heard");
 }
+
+TEST_F(NameOnBus, IsNotHeardToGoWithTheWholeLibrary) {
+    watch(changes);
+    settle(client);
+    serve(echo);
+    EXPECT_EQ(changes.next().name, NAME);
+    TELLBUS_shutdown();
+    EXPECT_EQ(changes.arrived(), 1U);
+}

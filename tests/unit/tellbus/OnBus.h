@@ -138,6 +138,9 @@ protected:
     }
     ~OnBus() override { TELLBUS_shutdown(); }
 
+    /** While the inboxes of the test's class are still there: callbacks may come until now. */
+    void TearDown() override { TELLBUS_shutdown(); }
+
     static void* connect() {
         void* connection = nullptr;
         EXPECT_EQ(TELLBUS_getConnection(0, 0, &connection), TELLBUS_OK);

@@ -196,6 +196,8 @@ void EventLoop::loop() {
 }
 
 void EventLoop::conclude() {
+    // The next thread of the process may have the same id.
+    mThreadId = std::thread::id();
     std::vector<Task> dropped;
     {
         std::lock_guard const lock(mMutex);

@@ -220,6 +220,20 @@ TEST_F(BadBusInput, AnotherUserOfTheLibraryKeepsItAlive) {
     EXPECT_THAT(call("any", "{}"), Succeeded("{}"));
 }
 
+TEST_F(BadBusInput, ALaterThreadIsNotTakenForTheLibrarysOldOne) {
+    TELLBUS_shutdown();
+    // A new thread usually gets the stack, and so the id, of the one that ended last.
+    for (int round = 0; round < 10; ++round) {
+        ASSERT_EQ(TELLBUS_initialize(), TELLBUS_OK);
+        TELLBUS_shutdown();
+        std::thread([] {
+            EXPECT_EQ(TELLBUS_initialize(), TELLBUS_OK);
+            EXPECT_NE(connect(), nullptr);
+            TELLBUS_shutdown();
+        }).join();
+    }
+}
+
 TEST_F(BadBusInput, AConnectionBesideAShutdownIsOpenedOrRefusedAtOnce) {
     auto const before = std::chrono::steady_clock::now();
     for (int round = 0; round < 200; ++round) {

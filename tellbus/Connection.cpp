@@ -92,6 +92,9 @@ TELLBUS_tStatus Connection::open() {
     auto const opening = std::make_shared<Answer<TELLBUS_tStatus>>();
     {
         std::lock_guard const lock(mMutex);
+        if (mState == State::Closed) {
+            return TELLBUS_E_CLOSED;
+        }
         mOpening = opening;
     }
     bool const begun = mLoop->run([self = shared_from_this()] { self->connect(); }, deadline);
@@ -166,7 +169,11 @@ bool Connection::leave(TimePoint deadline) {
             link->stopReceiving();
         }
     }
-    return !link || link->farewell(deadline);
+    if (link) {
+        mLeft = link->farewell(deadline);
+    }
+    handles().closing.takeIf([this](Connection const& other) { return &other == this; });
+    return mLeft;
 }
 
 // ---- sending, on any thread
@@ -237,10 +244,12 @@ void Connection::reportIfBroken() {
 // ---- the library thread
 
 void Connection::onReady(std::uint32_t events) {
-    for (MessagePtr message = firstMessage(events); message && mayCall();
+    for (MessagePtr message = firstMessage(events); message;
          message = nextMessage(std::move(message))) {
         handOver();
-        contained([&] { handle(message.get()); });
+        if (mayCall()) {
+            contained([&] { handle(message.get()); });
+        }
     }
 }
 
@@ -258,7 +267,7 @@ MessagePtr Connection::nextMessage(MessagePtr before) {
 }
 
 MessagePtr Connection::takeMessage(MessagePtr before) {
-    MessagePtr message = mLink ? mLink->next(std::move(before)) : nullptr;
+    MessagePtr message = mLink && mayCall() ? mLink->next(std::move(before)) : nullptr;
     if (!message) {
         settleTimer();
     }
@@ -489,7 +498,8 @@ TELLBUS_tStatus Connection::unregisterService(ServicePtr const& service) {
         }
         releaseIfUnused(service->name);
     }
-    return mLoop->run([] {}, answerDeadline()) ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
+    bool const past = mLoop->run([] {}, answerDeadline()) || mLoop->isOver();
+    return past ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
 }
 
 void Connection::releaseIfUnused(std::string const& name) {
@@ -585,7 +595,7 @@ void Connection::finishUnsubscribes() {
         EventLoop::Task done;
         {
             std::lock_guard const lock(mMutex);
-            if (mUnsubscribed.empty()) {
+            if (mUnsubscribed.empty() || !mayCall()) {
                 return;
             }
             done = std::move(mUnsubscribed.front());

@@ -36,6 +36,9 @@ public:
     /** Not connected yet. @throws std::system_error without descriptors */
     static std::shared_ptr<Connection> create(std::shared_ptr<EventLoop> loop, std::string address);
 
+    /** Whether the caller is the library's thread, which must not wait for the bus. */
+    bool onThread() const { return mLoop->onThread(); }
+
     Connection(std::shared_ptr<EventLoop> loop, std::string address);
     ~Connection();
     Connection(Connection const&) = delete;
@@ -145,6 +148,7 @@ private:
     std::uint64_t mHandlerId = 0;
 
     std::mutex mLeaving; ///< held while the link takes its leave; before mMutex
+    bool mLeft = true;   ///< whether the link left with all that was sent; guarded by mLeaving
     std::mutex mMutex;
     State mState = State::Away;
     std::uint64_t mGeneration = 0; ///< counts the links

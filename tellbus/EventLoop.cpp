@@ -156,13 +156,12 @@ bool EventLoop::stop(TimePoint deadline) {
         mStopping = true;
         return false;
     }
-    if (!mThread.joinable()) {
-        return true;
-    }
-    if (!run([this] { mStopping = true; }, deadline)) {
+    if (!run([this] { mStopping = true; }, deadline) && !isOver()) {
         return false;
     }
-    mThread.join();
+    if (std::thread thread = takeThread(); thread.joinable()) {
+        thread.join();
+    }
     return true;
 }
 
@@ -171,10 +170,16 @@ bool EventLoop::abandon(TimePoint deadline) {
     mStopping = true;
     wake();
     bool const ended = !onThread() && awaitEnd(deadline);
-    if (mThread.joinable()) {
-        ended ? mThread.join() : mThread.detach();
+    if (std::thread thread = takeThread(); thread.joinable()) {
+        ended ? thread.join() : thread.detach();
     }
     return ended || onThread();
+}
+
+/** For the one who joins it: the end of the library and that of the process may meet. */
+std::thread EventLoop::takeThread() {
+    std::lock_guard const lock(mMutex);
+    return std::move(mThread);
 }
 
 void EventLoop::loop() {

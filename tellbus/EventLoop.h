@@ -80,6 +80,7 @@ private:
     void dispatch(std::uint64_t id, std::uint32_t events);
     void runTasks();
     void conclude();
+    std::thread takeThread();
     void wake() const;
 
     int mEpoll;

@@ -12,7 +12,7 @@ class Connection;
 /** All that callers hold handles of, one table a kind. */
 struct Handles {
     HandleTable<Connection> connections;
-    HandleTable<Connection> closing; ///< from the call that closes one until that returns
+    HandleTable<Connection> closing; ///< until what was sent has left, or could not
     HandleTable<Service> services;
     HandleTable<Subscription> subscriptions;
     HandleTable<Request> requests;

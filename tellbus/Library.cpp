@@ -24,12 +24,23 @@ Library& Library::instance() {
 }
 
 TELLBUS_tStatus Library::begin() {
-    if (auto const before = lastThread(); before && !loop()) {
-        if (before->onThread() || !before->awaitEnd(answerDeadline())) {
-            return before->onThread() ? TELLBUS_E_THREAD : TELLBUS_E_TIMEOUT;
+    TimePoint const deadline = answerDeadline();
+    while (auto const before = enter()) {
+        if (before->onThread()) {
+            return TELLBUS_E_THREAD;
+        }
+        if (!before->awaitEnd(deadline)) {
+            return TELLBUS_E_TIMEOUT;
         }
     }
+    return TELLBUS_OK;
+}
+
+std::shared_ptr<EventLoop> Library::enter() {
     std::lock_guard const lock(mMutex);
+    if (!mLoop && mEnding && !mEnding->isOver()) {
+        return mEnding;
+    }
     if (!mExitHandled) {
         dbus_threads_init_default();
         std::atexit(atProcessExit);
@@ -40,7 +51,7 @@ TELLBUS_tStatus Library::begin() {
         mLoop = EventLoop::start();
     }
     ++mUsers;
-    return TELLBUS_OK;
+    return nullptr;
 }
 
 void Library::end() {
@@ -64,7 +75,6 @@ void Library::end() {
         dropHandlesOf(*connection);
         (*connection)->close();
     }
-    handles().closing.takeAll();
     ended->stop(answerDeadline());
 }
 

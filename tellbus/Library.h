@@ -38,6 +38,9 @@ private:
     static void atProcessExit();
     void leave();
     std::shared_ptr<EventLoop> lastThread();
+
+    /** Counts a user in, with a thread; or gives the thread that has to end before that. */
+    std::shared_ptr<EventLoop> enter();
     bool isInherited() const;
 
     std::atomic<pid_t> mProcess{0}; ///< whose thread it is

@@ -39,11 +39,6 @@ TELLBUS_tStatus fenced(Body body) noexcept {
     return TELLBUS_E_INTERNAL;
 }
 
-bool onLibraryThread() {
-    auto const loop = Library::instance().loop();
-    return loop && loop->onThread();
-}
-
 TimePoint deadlineOf(unsigned int timeout) {
     if (timeout == UINT_MAX) {
         return TimePoint::max();
@@ -164,9 +159,7 @@ TELLBUS_tStatus TELLBUS_closeConnection(void* connection) {
             return TELLBUS_E_HANDLE;
         }
         dropHandlesOf(closing);
-        TELLBUS_tStatus const status = closing->close();
-        handles().closing.take(connection);
-        return status;
+        return closing->close();
     });
 }
 
@@ -181,7 +174,7 @@ TELLBUS_tStatus TELLBUS_registerService(void* connection, char const* name, char
             return TELLBUS_E_NAME;
         }
         auto const found = handles().connections.find(connection);
-        if (!found || onLibraryThread()) {
+        if (!found || found->onThread()) {
             return found ? TELLBUS_E_THREAD : TELLBUS_E_HANDLE;
         }
         auto const service = std::make_shared<Service>();
@@ -309,7 +302,7 @@ TELLBUS_tStatus TELLBUS_nameHasOwner(void* connection, char const* name, unsigne
             return TELLBUS_E_NAME;
         }
         auto const found = handles().connections.find(connection);
-        if (!found || onLibraryThread()) {
+        if (!found || found->onThread()) {
             return found ? TELLBUS_E_THREAD : TELLBUS_E_HANDLE;
         }
         bool owned = false;

@@ -77,6 +77,19 @@ void awaitName(RawClient& raw) {
 
 std::string const LARGE(std::size_t{4} * 1024 * 1024, 'x');
 
+/** A child whose service waits for the gate in its first call, answers LARGE and exits. */
+pid_t exitingInItsCallback(Gate& gate) {
+    return inChild([&gate] {
+        auto const last = [](void* context, char const*, char const*, int, void* go) {
+            static_cast<Gate const*>(go)->wait();
+            TELLBUS_returnResult(context, LARGE.c_str());
+            exit(0);
+        };
+        serveNow(last, &gate);
+        pause();
+    });
+}
+
 } // namespace
 
 class ProcessExit : public ::testing::Test {
@@ -134,16 +147,7 @@ TEST_F(ProcessExit, WithMessagesUnreadDoesNotLoseTheReply) {
     // A socket closed with something still to be read is reset, and takes with it what the bus
     // has not read.
     Gate gate;
-    pid_t const child = inChild([&] {
-        static Gate const& go = gate;
-        auto const last = [](void* context, char const*, char const*, int, void*) {
-            go.wait();
-            TELLBUS_returnResult(context, LARGE.c_str());
-            exit(0);
-        };
-        serveNow(last, nullptr);
-        pause();
-    });
+    pid_t const child = exitingInItsCallback(gate);
     RawClient raw(bus.address());
     awaitName(raw);
     raw.send(RawClient::methodCall(NAME, PATH, NAME, "last"));
@@ -191,16 +195,7 @@ TEST_F(ProcessExit, IsNotHeldUpByABusThatDoesNotRead) {
 
 TEST_F(ProcessExit, InACallbackIsNotHeldUpByABusThatDoesNotRead) {
     Gate gate;
-    pid_t const child = inChild([&] {
-        static Gate const& go = gate;
-        auto const last = [](void* context, char const*, char const*, int, void*) {
-            go.wait();
-            TELLBUS_returnResult(context, LARGE.c_str());
-            exit(0);
-        };
-        serveNow(last, nullptr);
-        pause();
-    });
+    pid_t const child = exitingInItsCallback(gate);
     RawClient raw(bus.address());
     awaitName(raw);
     RawMessage const call = RawClient::methodCall(NAME, PATH, NAME, "any");

@@ -57,6 +57,7 @@ public:
         return node.empty() ? nullptr : other.mObjects.insert(std::move(node)).position->second;
     }
 
+    /** The same with all objects. */
     void moveAll(HandleTable& other) {
         std::scoped_lock const locks(mMutex, other.mMutex);
         other.mObjects.merge(mObjects);

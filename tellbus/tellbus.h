@@ -164,7 +164,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_initialize(void);
  * (DBUS_STARTER_ADDRESS), or else to the system bus (DBUS_SYSTEM_BUS_ADDRESS names another one).
  *
  * Waits for the bus, at most 10 seconds; not in a callback. Both reserved arguments are 0. Without
- * a bus it fails at once; only a connection that once worked comes back by itself.
+ * a bus it fails at once; only a connection that once worked comes back by itself. Beside the last
+ * TELLBUS_shutdown it fails with TELLBUS_E_CLOSED or TELLBUS_E_NOT_INITIALIZED.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_getConnection(unsigned int reserved1, unsigned int reserved2,
                                                   void** connection);
@@ -251,7 +252,7 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_subscribe(void* connection, char const* obje
 /**
  * Is told of each change of the owner of a bus name. Works also while the bus is away; the owner
  * goes with the bus and comes back with it. Who subscribes meanwhile is told then, too, who owns
- * the name.
+ * the name. Fails with TELLBUS_E_QUEUE_FULL as a call does.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_subscribeOwnerChanged(void* connection, char const* name,
                                                           TELLBUS_fNameOwnerChanged callback,

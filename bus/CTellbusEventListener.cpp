@@ -3,6 +3,7 @@
 #include "bus/CTellbusRequest.h"
 #include "bus/PulsePriority.h"
 #include "bus/Report.h"
+#include "platform/WakeAhead.h"
 #include "platform/neutrino.h"
 
 #include <cstring>
@@ -62,6 +63,8 @@ void CTellbusEventListener::prepareAndForwardTellbusRequest(void* requestContext
                                                             char const* parameters,
                                                             int noReplyExpected,
                                                             CTellbusEventCookie* cookie) const {
+    // To parse the parameters of most requests takes about as long as to wake the main thread.
+    wakeAhead(m_connection);
     forward(std::make_unique<CTellbusRequest>(requestContext, method, parameters, noReplyExpected,
                                               nullptr),
             *cookie);

@@ -1,18 +1,20 @@
 // Channels and pulses.
 //
-// A channel is a bounded queue with a lock, and a semaphore that counts its pulses: a sender only
-// queues and never waits for a receiver, and a receiver without work sleeps in the semaphore until
-// the next pulse. A condition variable would do the same with one system call more for each pulse,
-// since its receiver wakes with the lock marked as contended. The queue is a heap, ordered by
-// priority and then by a running number, so that pulses of one priority leave in the order in which
-// they came.
+// A channel is a bounded queue with a lock, and a semaphore that wakes its receivers: a sender only
+// queues and never waits for a receiver, and a receiver without work sleeps in the semaphore. A
+// condition variable would do the same with one system call more for each pulse, since its receiver
+// wakes with the lock marked as contended. Each pulse posts the semaphore, and so does wakeAhead(),
+// once between two waits; so whoever is woken looks, and may find nothing. The queue is a heap,
+// ordered by priority and then by a running number, so that pulses of one priority leave in the
+// order in which they came.
 //
 // Channels and connections are never destroyed, as their users expect. The table of them is not
 // destroyed either: exit() runs on one thread while others may still be sending.
+#include "platform/WakeAhead.h"
 #include "platform/neutrino.h"
-
 #include "platform/posix/ChannelLimits.h"
 #include "platform/posix/Failure.h"
+#include "platform/posix/Processors.h"
 
 #include <array>
 #include <atomic>
@@ -20,6 +22,7 @@
 #include <cstring>
 #include <limits>
 #include <mutex>
+#include <optional>
 #include <queue>
 #include <sched.h>
 #include <semaphore.h>
@@ -37,6 +40,11 @@ struct QueuedPulse {
         return priority != other.priority ? priority < other.priority : number > other.number;
     }
 };
+
+bool severalProcessors() {
+    static bool const several = usableProcessors() > 1;
+    return several;
+}
 
 class Channel {
 public:
@@ -58,19 +66,38 @@ public:
     }
 
     _pulse receive() {
-        while (sem_wait(&mArrived) == -1 && errno == EINTR) {
+        for (;;) {
+            mAsleep = true;
+            sem_wait(&mArrived); // or a signal ends it, which is as good as a wake-up
+            mAsleep = false;
+            if (auto const pulse = take()) {
+                return *pulse;
+            }
         }
+    }
+
+    void wakeAhead() {
+        if (mAsleep.exchange(false)) {
+            sem_post(&mArrived);
+        }
+    }
+
+private:
+    std::optional<_pulse> take() {
         std::lock_guard<std::mutex> const lock(mMutex);
+        if (mQueue.empty()) {
+            return std::nullopt;
+        }
         _pulse const pulse = mQueue.top().pulse;
         mQueue.pop();
         return pulse;
     }
 
-private:
     std::mutex mMutex;
     sem_t mArrived{};
     std::priority_queue<QueuedPulse> mQueue;
     std::uint64_t mNumber = 0;
+    std::atomic<bool> mAsleep{false};
 };
 
 /** Entries are only ever added, so that looking one up takes no lock. */
@@ -196,4 +223,11 @@ int MsgReceivePulse(int chid, void* pulse, std::size_t size, struct _msg_info* /
     _pulse const next = channel->receive();
     std::memcpy(pulse, &next, sizeof next);
     return 0;
+}
+
+void wakeAhead(int coid) {
+    Channel* const channel = ChannelTable::get().connection(coid);
+    if (channel != nullptr && severalProcessors()) {
+        channel->wakeAhead();
+    }
 }

@@ -30,14 +30,33 @@ inline bool isBlockedIn(char const* name, std::string const& thread) {
     return std::getline(file, function) && function.find(name) != std::string::npos;
 }
 
-/** Waits until a thread waits in the kernel, ten seconds at most. */
-inline bool waitUntilBlocked(pid_t thread) {
+/** Waits until something holds, ten seconds at most. */
+template <class Condition>
+bool waitUntil(Condition holds) {
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!isBlocked(thread)) {
+    while (!holds()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
         std::this_thread::yield();
     }
     return true;
+}
+
+/** Waits until a thread waits in the kernel, ten seconds at most. */
+inline bool waitUntilBlocked(pid_t thread) {
+    return waitUntil([thread] { return isBlocked(thread); });
+}
+
+/** How often a thread of this process has begun to wait in the kernel. */
+inline long timesGoneToSleep(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/status");
+    std::string key;
+    long value = -1;
+    while (file >> key) {
+        if (key == "voluntary_ctxt_switches:") {
+            file >> value;
+        }
+    }
+    return value;
 }

@@ -1,7 +1,10 @@
 #include "bus/CTellbusEventListener.h"
 
+#include "BeforeParsing.h"
 #include "BusTest.h"
 #include "bus/CTellbusRequest.h"
+#include "platform/posix/Processors.h"
+#include "support/SleepingReceiver.h"
 
 #include <memory>
 #include <sched.h>
@@ -37,6 +40,10 @@ protected:
     Received receive() const {
         _pulse pulse{};
         EXPECT_EQ(0, MsgReceivePulse(mChannel, &pulse, sizeof pulse, nullptr));
+        return receivedWith(pulse);
+    }
+
+    static Received receivedWith(_pulse const& pulse) {
         return {pulse.code,
                 std::unique_ptr<CTellbusEvent>(static_cast<CTellbusEvent*>(pulse.value.sival_ptr))};
     }
@@ -175,6 +182,19 @@ TEST_F(CTellbusEventListenerTest, ARequestThatDoesNotParseIsPostedAllTheSame) {
         CTellbusEventListener::onTellbusRequest(nullptr, "checkTag", text, 0, cookie.get());
         EXPECT_TRUE(receive().record<CTellbusRequest>()->parameters.isNull());
     }
+}
+
+TEST_F(CTellbusEventListenerTest, TheReceiverIsWokenBeforeTheParametersAreParsed) {
+    if (usableProcessors() == 1) {
+        GTEST_SKIP() << "one processor";
+    }
+    std::unique_ptr<CTellbusEventCookie> const cookie(newCookie(CTellbusEvent::Request));
+    SleepingReceiver receiver(mChannel, mConnection);
+    bool woken = false;
+    BeforeParsing const looking([&] { woken = receiver.sleepsAgain(); });
+    CTellbusEventListener::onTellbusRequest(nullptr, "checkTag", "{}", 0, cookie.get());
+    EXPECT_TRUE(woken);
+    receivedWith(receiver.pulse()).record<CTellbusRequest>();
 }
 
 TEST_F(CTellbusEventListenerTest, AnEventThatCannotBeSentIsLostWithOneLineAndNothingToTheBus) {

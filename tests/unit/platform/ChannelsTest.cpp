@@ -1,6 +1,6 @@
 #include "platform/neutrino.h"
 #include "platform/posix/ChannelLimits.h"
-#include "support/BlockedThread.h"
+#include "support/SleepingReceiver.h"
 
 #include <algorithm>
 #include <atomic>
@@ -142,14 +142,9 @@ TEST_F(Channels, AFullChannelRefusesWithEAGAINAndLosesNothing) {
 }
 
 TEST_F(Channels, AReceiverThatWaitsIsWokenByAPulse) {
-    std::promise<pid_t> started;
-    std::future<int> code = std::async(std::launch::async, [&] {
-        started.set_value(threadId());
-        return static_cast<int>(receive().code);
-    });
-    ASSERT_TRUE(waitUntilBlocked(started.get_future().get()));
+    SleepingReceiver receiver(mChannel, mConnection);
     ASSERT_TRUE(send(5));
-    EXPECT_EQ(5, code.get());
+    EXPECT_EQ(5, receiver.pulse().code);
 }
 
 TEST_F(Channels, ASignalDoesNotEndTheWait) {

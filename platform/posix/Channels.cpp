@@ -13,8 +13,8 @@
 #include "platform/WakeAhead.h"
 #include "platform/neutrino.h"
 #include "platform/posix/ChannelLimits.h"
-#include "platform/posix/Failure.h"
 #include "platform/posix/Processors.h"
+#include "platform/posix/SystemCall.h"
 
 #include <array>
 #include <atomic>

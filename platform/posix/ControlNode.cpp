@@ -1,7 +1,7 @@
 #include "platform/ControlNode.h"
 
-#include "platform/posix/Failure.h"
 #include "platform/posix/SocketAddress.h"
+#include "platform/posix/SystemCall.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 #include "platform/ControlNodePeer.h"
 
-#include "platform/posix/Failure.h"
 #include "platform/posix/SocketParts.h"
+#include "platform/posix/SystemCall.h"
 
 #include <algorithm>
 #include <array>

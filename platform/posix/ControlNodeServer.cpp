@@ -1,7 +1,7 @@
 #include "platform/ControlNodeServer.h"
 
-#include "platform/posix/Failure.h"
 #include "platform/posix/SocketAddress.h"
+#include "platform/posix/SystemCall.h"
 
 #include <filesystem>
 #include <utility>

@@ -7,8 +7,8 @@
 #include "platform/ControlNodeFrame.h"
 #include "platform/devctl.h"
 #include "platform/neutrino.h"
-#include "platform/posix/Failure.h"
 #include "platform/posix/SocketParts.h"
+#include "platform/posix/SystemCall.h"
 
 #include <climits>
 #include <sys/socket.h>

@@ -1,6 +1,6 @@
 #include "platform/posix/SocketAddress.h"
 
-#include "platform/posix/Failure.h"
+#include "platform/posix/SystemCall.h"
 
 #include <cstring>
 #include <fcntl.h>

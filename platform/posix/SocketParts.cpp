@@ -1,6 +1,6 @@
 #include "platform/posix/SocketParts.h"
 
-#include "platform/posix/Failure.h"
+#include "platform/posix/SystemCall.h"
 
 #include <algorithm>
 #include <climits>

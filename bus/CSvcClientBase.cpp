@@ -103,7 +103,7 @@ unsigned int CSvcClientBase::subscribeOwnerChanged(char const* name, void* conte
         m_busConnection, name, CTellbusEventListener::onTellbusNameOwnerChanged, cookie, &handle);
     if (!keepSubscription(status, id, handle, cookie)) {
         // The full stop stands behind the line feed.
-        // Test: CSvcClientBaseTest.*WithTheStopBehindTheLineFeedAsRequired.
+        // Test: CSvcClientBaseTest.*WithTheStopBehindTheLineFeed.
         report("error subscribing for ownerChange signal\n.");
     }
     return id;

@@ -219,7 +219,7 @@ void CTellbusEventServerBase::processTellbusResult(CTellbusResult*, void*) {
 
 void CTellbusEventServerBase::processTellbusSignal(CTellbusSignal const*, void*) {
     // Names the result handler, and whoever reads this output knows it by that name.
-    // Test: CTellbusEventServerBaseDefaults.OfTheSignalHandlerNamesTheResultHandlerAsRequired
+    // Test: CTellbusEventServerBaseDefaults.OfTheSignalHandlerNamesTheResultHandler
     reportNotImplemented("processTellbusResult");
 }
 

@@ -70,7 +70,7 @@ void CParseTagId::startElementNs(void* ctx, unsigned char const* localname,
     auto& manager = *static_cast<CTagIdManager*>(ctx);
     CTagIdInfo const info = identityOf(SaxAttributes(attributes, nb_attributes));
     // A repeated entry does not become current: its devices go to the entry before it.
-    // Test: CParseTagIdFile.DevicesOfARepeatedEntryGoToTheEntryBeforeItAsRequired.
+    // Test: CParseTagIdFile.DevicesOfARepeatedEntryGoToTheEntryBeforeIt.
     if (manager.findTagBlockByTagIdInfo(info) == nullptr) {
         manager.addTagBlockByTagId(info);
     }
@@ -85,7 +85,7 @@ void CParseTagId::onCharacters(void* ctx, unsigned char const* ch, int len) {
     }
     // No element is tracked: what makes a text a device id is what follows it in the buffer, so
     // that a comment before the end tag hides it. Compared in place, since the rest of the buffer
-    // is long. Test: CParseTagIdFile.ACommentBeforeTheEndTagHidesTheDeviceAsRequired.
+    // is long. Test: CParseTagIdFile.ACommentBeforeTheEndTagHidesTheDevice.
     auto const* const text = reinterpret_cast<char const*>(ch);
     auto const length = static_cast<std::size_t>(len);
     if (isDeviceId(text, length)) {
@@ -124,9 +124,5 @@ bool CParseTagId::isCanNeglectOldTagId(std::string const& text) {
     TimeInfo_t then{};
     convertTimeValue(getCurrentTime(), now);
     convertTimeValue(text, then);
-    // Unsigned, so that a time in the future is huge and clears entries that were written while
-    // the clock was wrong. Test: CParseTagId.AnEntryOfTheFutureIsTooOldAsRequired.
-    unsigned int const age = DAYS_OF_A_YEAR * (now.year - then.year)
-                             + DAYS_OF_A_MONTH * (now.month - then.month) + (now.day - then.day);
-    return age > OLDEST_DAYS;
+    return isTooOld(then, now);
 }

@@ -98,7 +98,7 @@ void XMLTools::WriteAppleXML(std::string text, bool testing, std::string path) {
         devctl(node, static_cast<int>(DCMD_TAG_TEXT), text.data(), text.size(), &reply);
     if (status != 0) {
         // The descriptor stays open; only success closes it.
-        // Test: WriteAppleXML.ARefusedTextLeavesTheDescriptorOpenAsRequired.
+        // Test: WriteAppleXML.ARefusedTextLeavesTheDescriptorOpen.
         std::string const details = describe(status, reply);
         say("Write of tag file to iPod failed err:" + details, stdTools::Error);
         throwTagException(CTagException::ExIpodWrite, details, status);

@@ -58,7 +58,7 @@ bool XMLTools::TestParseXML(std::string text) {
 
 bool XMLTools::TestParseXMLFile(std::string path) {
     // A message, where the check of a text logs an error.
-    // Test: XmlTools.TestParseXMLFileLogsAFailedSetupAsAMessageAsRequired.
+    // Test: XmlTools.TestParseXMLFileLogsAFailedSetupAsAMessage.
     return testParse(
         Speaker(log, "XMLTools_TestParseXMLFile"), stdTools::Message,
         [&](xmlSAXHandler& handler, void* userData) { return parseFile(handler, userData, path); });

@@ -74,7 +74,7 @@ CLinkedList<CAmbigTag>* XMLTools::LoadAmbigTags() {
         parse(speaker, handler, tags.get(), ambigTagFilePath);
     } catch (CTagException const&) {
         // For the object, not for the pointer that is thrown: a bad file passes by and reaches the
-        // caller. Test: XmlTools.LoadAmbigTagsRaisesForAMissingFileAsRequired.
+        // caller. Test: XmlTools.LoadAmbigTagsRaisesForAMissingFile.
         return makeList<CAmbigTag>().release();
     }
     cleanUp(speaker);
@@ -91,7 +91,7 @@ CTagIdManager* XMLTools::LoadTagIdMgr() {
         parse(speaker, handler, mTagIdManager, taggedInfoFilePath);
     } catch (CTagException* exception) {
         // The caller gets an empty registry, this object goes on with what was read so far.
-        // Test: TagIdFile.AFailedLoadReturnsAnotherManagerThanTheOneThatIsKeptAsRequired.
+        // Test: TagIdFile.AFailedLoadReturnsAnotherManagerThanTheOneThatIsKept.
         std::unique_ptr<CTagException> const ended(exception);
         return makeTagIdManager();
     }

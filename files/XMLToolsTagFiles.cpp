@@ -39,6 +39,6 @@ void XMLTools::WriteTagXML(CLinkedList<CTag>* tags, unsigned int deviceId) {
 }
 
 void XMLTools::WriteAmbigTagXML(CLinkedList<CAmbigTag>* tags, unsigned int deviceId) {
-    // Silent, unlike its twin. Test: TagFiles.WriteAmbigTagXMLLogsNothingOfItsOwnAsRequired.
+    // Silent, unlike its twin. Test: TagFiles.WriteAmbigTagXMLLogsNothingOfItsOwn.
     writeTagFile(ambigTagFilePath, tags, deviceId, [](std::string const&) {});
 }

@@ -63,7 +63,7 @@ void recordDelivery(CTagIdManager& manager, CLinkedList<Tag> const& tags,
                     std::vector<unsigned int>& deviceIds) {
     for (Tag const* const tag : tags) {
         // Without a time, so an entry that is made here never gets too old.
-        // Test: TagIdFile.AnEntryOfUpdateTagIdsHasNoTimeAndNeverAgesAsRequired.
+        // Test: TagIdFile.AnEntryOfUpdateTagIdsHasNoTimeAndNeverAges.
         manager.addNewTagIdInfo(identityOf(*tag), deviceIds);
     }
 }
@@ -100,7 +100,7 @@ void XMLTools::InitTagIdMgr(CLinkedList<CTag>* tags, CLinkedList<CAmbigTag>* amb
     std::string const now = CParseTagId::getCurrentTime();
     newTagIdCount += recordNewTags(*mTagIdManager, *tags, deviceId, now);
     // Two candidates are one tag: the sum over the list is halved.
-    // Test: TagIdFile.AmbiguousTagsCountHalfAsRequired.
+    // Test: TagIdFile.AmbiguousTagsCountHalf.
     newTagIdCount += recordNewTags(*mTagIdManager, *ambigTags, deviceId, now) / 2;
 }
 

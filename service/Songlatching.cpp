@@ -22,8 +22,8 @@ void readArguments(int argc, char** argv) {
     // The "=" is no part of the comparison, yet the value always starts behind its place, even in
     // an argument that ends before it: there it is what stands next in the process's argument
     // block.
-    // Tests: test_required_the_character_behind_config_is_not_looked_at and
-    // test_required_config_alone_takes_what_stands_behind_it_in_memory.
+    // Tests: test_the_character_after_config_is_not_looked_at and
+    // test_config_alone_takes_what_stands_after_it_in_memory.
     constexpr std::size_t compared = sizeof("-config") - 1;
     constexpr std::size_t skipped = sizeof(CONFIGOPTION) - 1;
     for (int index = 1; index < argc; ++index) {

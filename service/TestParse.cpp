@@ -27,7 +27,7 @@ void addAmbiguous(CHexParser const& parser, CLinkedList<unsigned int>* bytes, St
     log("Found Fuzzy");
     ListOwner<CAmbigTag> const decoded(parser.ParseAmbig(bytes));
     // From the rear, which puts the second candidate before the first.
-    // Test: TestParseRun.StoresTheSecondCandidateBeforeTheFirstAsRequired.
+    // Test: TestParseRun.StoresTheSecondCandidateBeforeTheFirst.
     while (decoded->Count() != 0) {
         stored.candidates->AddRear(decoded->RemoveRear());
     }

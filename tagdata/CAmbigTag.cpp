@@ -4,7 +4,7 @@ CAmbigTag::CAmbigTag(bool flag) : mFlag(flag) {}
 
 CAmbigTag::CAmbigTag(CAmbigTag* other, bool flag)
     : CTag(other, false), mButtonPressed(other->mButtonPressed), mFlag(flag) {
-    // Unlike a copied CTag. Test: CAmbigTag.ACopyIsNotNewThoughTheOriginalIsAsRequired.
+    // Unlike a copied CTag. Test: CAmbigTag.ACopyIsNotNewThoughTheOriginalIs.
     NewTagFlag(false);
 }
 

@@ -105,7 +105,7 @@ void CTag::NewTagFlag(bool value) {
 
 std::string CTag::HTMLEncode(std::string text) {
     // Only the first quote and the first apostrophe: the stored files and the tag files on the
-    // iPods are defined by it. Test: CTagHTMLEncode.OnlyTheFirstDoubleQuoteIsEncodedAsRequired.
+    // iPods are defined by it. Test: CTagHTMLEncode.OnlyTheFirstDoubleQuoteIsEncoded.
     FirstOnly quote("\"", "&quot;");
     FirstOnly apostrophe("'", "&apos;");
     std::string_view const all = text;

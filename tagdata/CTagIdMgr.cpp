@@ -46,7 +46,7 @@ void CTagIdBlock::addDeviceIds(std::vector<unsigned int> const& ids) {
 
 std::size_t CTagIdBlock::repairSlots(std::vector<unsigned int> const& ids) {
     // A slot takes the id of its own index and not the next one in line; the ids that the count
-    // then skips are lost. Test: CTagIdManager.ARepairedSlotTakesTheIdOfItsOwnIndexAsRequired.
+    // then skips are lost. Test: CTagIdManager.ARepairedSlotTakesTheIdOfItsOwnIndex.
     std::size_t repaired = 0;
     std::size_t const shared = std::min(ids.size(), mDeviceIds.size());
     for (std::size_t slot = 0; slot < shared; ++slot) {
@@ -64,7 +64,7 @@ CTagIdManager::~CTagIdManager() {
 
 CTagIdBlock* CTagIdManager::findTagBlockByTagIdInfo(CTagIdInfo const& info) {
     // The subscript inserts what is missing; what the file writer meets depends on it.
-    // Test: CTagIdManager.AMissLeavesAnEntryWithoutABlockAsRequired.
+    // Test: CTagIdManager.AMissLeavesAnEntryWithoutABlock.
     return mBlocks[keyOf(info)];
 }
 

@@ -29,7 +29,7 @@ constexpr char SEPARATOR = ' ';
 constexpr char UNCONVERTIBLE = '?';
 
 // Candidates are logged under the name of the decoder of single tags too.
-// Test: HexParserAmbigBounds.LogsUnderTheNameOfTheSingleDecoderAsRequired.
+// Test: HexParserAmbigBounds.LogsUnderTheNameOfTheSingleDecoder.
 constexpr char LOG_SOURCE[] = "CHexParser_ParseSingle";
 
 enum class Verdict { Extract, LeaveEmpty, Fail };
@@ -89,8 +89,8 @@ struct Form {
     bool tracesSongId;    ///< log lines around an extracted song id
 };
 
-// The odd rules are no slips to be made uniform. Tests: HexParserSingle.*AsRequired,
-// HexParserAmbigBounds.*AsRequired.
+// A field that the stream cuts off is empty in one form and a failure in the other, so the two
+// forms keep separate tables. Tests: HexParserSingle.*, HexParserAmbigBounds.*.
 constexpr Form singleForm() {
     Form form{{}, false, true};
     form.rules[STREAM_ARTIST] = {wholeOrAsName, "Name"};
@@ -282,7 +282,7 @@ CLinkedList<CAmbigTag>* CHexParser::ParseAmbig(CLinkedList<unsigned int>* list) 
             decoder.log("Storing Tag");
             candidates->AddRear(candidate.release());
             // One byte for the button, whatever length the block gives it.
-            // Test: HexParserAmbig.TheButtonIsOneByteWhateverItsLengthSaysAsRequired.
+            // Test: HexParserAmbig.TheButtonIsOneByteWhateverItsLengthSays.
             firstFieldAt = block.buttonAt + 1;
         }
         decoder.log("Finishing");

@@ -42,13 +42,13 @@ constexpr std::array<TagField, TAG_FIELD_COUNT> FIELDS = {
     text<&CTag::Name, &CTag::Name>("Name", "string"),
     text<&CTag::Artist, &CTag::Artist>("Artist", "string"),
     text<&CTag::Album, &CTag::Album>("Album", "string"),
-    // Raw, though an ampersand in it spoils the file: what is stored is defined so.
-    // Test: TagXML.TheSongIdIsWrittenRawAsRequired.
+    // Raw, as the element is a number; an ampersand in it spoils the file.
+    // Test: TagXML.TheSongIdIsWrittenRaw.
     text<&CTag::iTunesSongID, &CTag::iTunesSongID>("iTunesSongID", "integer", Encoding::None),
     STOREFRONT,
     text<&CTag::StationFrequency, &CTag::StationFrequency>("StationFrequency", "string"),
     text<&CTag::StationCallLetters, &CTag::StationCallLetters>("StationCallLetters", "string"),
-    // An integer element around a text. Test: TagXML.ThePodcastFeedIsAnIntegerElementAsRequired.
+    // An integer element around a text. Test: TagXML.ThePodcastFeedIsAnIntegerElement.
     text<&CTag::PodcastFeedURL, &CTag::PodcastFeedURL>("PodcastFeedURL", "integer"),
     text<&CTag::StationURL, &CTag::StationURL>("StationURL", "string"),
     text<&CTag::Genre, &CTag::Genre>("Genre", "string"),

@@ -24,7 +24,7 @@ class Replies(CarTest):
             self.assertEqual(client(self.car.bus, "tagRequest", text),
                              '{"Name":"STORED_LOCAL","Value":5}\n')
 
-    def test_no_tags_required_value_as_text(self):
+    def test_no_tags_give_the_value_as_text(self):
         for parameters in ('{"tags":[]}', "{}", '{"tags":null}', '{"tags":{}}', '{"tags":3}',
                            None, "no JSON", '{"tags":[{"Name":"half"'):
             with self.subTest(parameters):
@@ -45,7 +45,7 @@ class Replies(CarTest):
         self.assert_reply("getProperties", '{"props":["localStatus","nonsense"]}',
                           '{"props":{"localStatus":{"Current":0,"Max":10}}}\n')
 
-    def test_get_properties_required_nothing_unless_asked_for(self):
+    def test_get_properties_gives_nothing_unless_asked_for(self):
         for parameters in (None, "{}", '{"props":[]}', '{"props":null}', '{"props":5}',
                            '{"props":["LocalStatus"]}', "no JSON", "[" * 1500):
             with self.subTest(parameters and parameters[:20]):
@@ -137,7 +137,7 @@ class Tags(CarTest):
         names = [record["Name"] for record in self.records()]
         self.assertEqual(names, ["Größe 日本語 🎵 \\ / \u0301"])
 
-    def test_required_only_the_first_quote_of_a_kind_is_encoded(self):
+    def test_only_the_first_quote_of_a_kind_is_encoded(self):
         self.car.tag(song(1, Name="rock 'n' roll"))
         self.assertIn(b'Name="rock &apos;n\' roll"', self.folder.tags.read_bytes())
 

@@ -128,7 +128,7 @@ class Record(CarTest):
         self.car.tag(song(4))
         self.assert_tagged((song(2), False, [2, 3]), (song(4), [NO_DEVICE]))
 
-    def test_required_the_record_escapes_nothing_so_an_ampersand_costs_the_entry(self):
+    def test_the_record_escapes_nothing_so_an_ampersand_costs_the_entry(self):
         self.car.tag({"Name": "A & B", "Artist": "x", "iTunesSongID": 1})
         self.assertIn(b'<TagId Name="A & B" ', self.folder.tagged_info.read_bytes())
         # The next write starts from what could be read, which is nothing behind the ampersand.

@@ -66,7 +66,7 @@ class FirstStart(StartTest):
         self.assertEqual("".join(self.car.service.program.output.finish()).splitlines(),
                          [self.NO_TAGS, self.NO_RECORD] * 2)
 
-    def test_required_candidates_count_whole_in_the_first_status_and_half_later(self):
+    def test_candidates_count_whole_in_the_first_status_and_half_later(self):
         self.fill([song(number) for number in range(5)],
                   [song(number) for number in range(10, 14)])
         self.assertEqual(self.car.start_service(), [local(9), connected()])
@@ -77,7 +77,7 @@ class FirstStart(StartTest):
         self.assertFalse(self.folder.tags.exists())
         self.assertEqual(self.car.start_service()[0], local(0))
 
-    def test_a_missing_or_damaged_candidates_file_ends_the_process_required(self):
+    def test_a_missing_or_damaged_candidates_file_ends_the_process(self):
         for damage in (None, "", "<MarkedTracks>", "<MarkedTracks><AmbigTag></MarkedTracks>"):
             with self.subTest(damage):
                 self.folder.candidates.unlink(missing_ok=True)
@@ -149,11 +149,11 @@ class Configuration(StartTest):
         self.assert_path(str(self.folder.configuration),
                          ["-config=/nowhere/a", f"-config={self.folder.configuration}"])
 
-    def test_required_the_character_behind_config_is_not_looked_at(self):
+    def test_the_character_after_config_is_not_looked_at(self):
         shutil.copy(self.folder.configuration, self.car.root / "path")
         self.assert_path("path", ["-configXpath"])
 
-    def test_required_config_alone_takes_what_stands_behind_it_in_memory(self):
+    def test_config_alone_takes_what_stands_after_it_in_memory(self):
         path = str(self.folder.configuration)
         self.assert_path(path, ["-config", path])
 

@@ -162,7 +162,7 @@ class MultiplesOff(StoreTest):
         self.assertEqual(self.reply, STATUS["STORED_ON_TARGET"])
         self.assertEqual(self.exchanges, [(1, "tags", 0)])
 
-    def test_first_refuses_second_takes_required_leftover_files_and_a_last_current_of_0(self):
+    def test_first_refuses_second_takes_so_files_are_left_over_and_the_last_current_is_0(self):
         self.plug((1, "write=ENOSPC"), (2, "none"))
         self.request()
         self.assert_outcome(
@@ -172,7 +172,7 @@ class MultiplesOff(StoreTest):
         self.assert_stored([OLD, NEW])
         self.assert_tagged((NEW, [NO_DEVICE]))
 
-    def test_every_write_fails_required_stored_local_even_for_a_full_ipod(self):
+    def test_every_write_fails_so_stored_local_even_for_a_full_ipod(self):
         for name in ("ENOSPC", "EINVAL", "EIO"):
             with self.subTest(name):
                 self.plug((1, f"write={name}"), (2, f"write={name}"))
@@ -267,7 +267,7 @@ class MultiplesSpecified(StoreTest):
 
     configuration = {"enabled": "true", "choose": "specify"}
 
-    def test_device_0_is_stored_locally_required_instead_of_the_interim_error(self):
+    def test_device_0_is_stored_locally(self):
         self.plug((0, "none"), (1, "none"))
         self.request(device=0)
         self.assert_outcome("STORED_LOCAL", 2, log=[*LOADED, WALK, LOCALLY])
@@ -305,7 +305,7 @@ class MultiplesSpecified(StoreTest):
         self.assert_stored()
         self.assert_tagged((NEW, [2]))
 
-    def test_the_named_ipod_is_full_required_the_only_way_to_target_full(self):
+    def test_a_full_named_ipod_is_the_only_way_to_target_full(self):
         for name in ("ENOSPC", "EINVAL"):
             with self.subTest(name):
                 self.assert_refusal(name, "TARGET_FULL")

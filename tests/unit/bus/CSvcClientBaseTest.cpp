@@ -240,8 +240,7 @@ TEST_F(CSvcClientBaseTest, SubscribeOwnerChangedBringsEveryChange) {
     EXPECT_THAT(client->contexts, ElementsAre(&context));
 }
 
-TEST_F(CSvcClientBaseTest,
-       AFailedOwnerSubscriptionPrintsItsLineWithTheStopBehindTheLineFeedAsRequired) {
+TEST_F(CSvcClientBaseTest, AFailedOwnerSubscriptionPrintsItsLineWithTheStopBehindTheLineFeed) {
     bus.answer("subscribeOwnerChanged", FakeTellbus::FAILURE);
     unsigned int id = 0;
     EXPECT_EQ("error subscribing for ownerChange signal\n.",

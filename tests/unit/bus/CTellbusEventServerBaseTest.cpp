@@ -508,7 +508,7 @@ TEST(CTellbusEventServerBaseDefaults, SayWhichHandlerIsMissing) {
               stdoutOf([&] { server.processAccessoryEvent(nullptr); }));
 }
 
-TEST(CTellbusEventServerBaseDefaults, OfTheSignalHandlerNamesTheResultHandlerAsRequired) {
+TEST(CTellbusEventServerBaseDefaults, OfTheSignalHandlerNamesTheResultHandler) {
     FakeTellbus bus;
     Plain server;
     EXPECT_EQ("CTellbusEventServerBase::processTellbusResult - function not implemented. May need "

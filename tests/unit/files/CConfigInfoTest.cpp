@@ -90,7 +90,7 @@ TEST(CConfigInfo, HeadKeysStandInOrderWithTheirValues) {
               "<key>DeviceName</key>\r\n<string>iPod-Car</string>\r\n");
 }
 
-TEST(CConfigInfo, HeadKeysAreNotEncodedAsRequired) {
+TEST(CConfigInfo, HeadKeysAreNotEncoded) {
     CConfigInfo config(false);
     config.DeviceName("a & b");
     EXPECT_NE(config.toAppleXML().find("<string>a & b</string>"), std::string::npos);

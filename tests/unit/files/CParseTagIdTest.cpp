@@ -72,7 +72,7 @@ TEST_F(CParseTagIdFile, OtherElementsAndOtherCasesAreIgnored) {
     EXPECT_THAT(read("<Tag Name=\"x\"/><tagid Name=\"y\"/><TagID Name=\"z\"/>"), IsEmpty());
 }
 
-TEST_F(CParseTagIdFile, DevicesOfARepeatedEntryGoToTheEntryBeforeItAsRequired) {
+TEST_F(CParseTagIdFile, DevicesOfARepeatedEntryGoToTheEntryBeforeIt) {
     EXPECT_THAT(
         read("<TagId Name=\"a\"><DeviceId>1</DeviceId></TagId>"
              "<TagId Name=\"b\"><DeviceId>2</DeviceId></TagId>"
@@ -102,18 +102,18 @@ TEST_F(CParseTagIdFile, AnEmptyDeviceIsNoDevice) {
     EXPECT_THAT(devicesIn("<DeviceId></DeviceId><DeviceId/>"), IsEmpty());
 }
 
-TEST_F(CParseTagIdFile, ACommentBeforeTheEndTagHidesTheDeviceAsRequired) {
+TEST_F(CParseTagIdFile, ACommentBeforeTheEndTagHidesTheDevice) {
     EXPECT_THAT(devicesIn("<DeviceId>15<!-- --></DeviceId><DeviceId>16</DeviceId>"),
                 ElementsAre(16U));
 }
 
-TEST_F(CParseTagIdFile, ATextInTwoPiecesIsNoWholeDeviceAsRequired) {
+TEST_F(CParseTagIdFile, ATextInTwoPiecesIsNoWholeDevice) {
     // The entity and the section come as pieces of their own, which no end tag follows.
     EXPECT_THAT(devicesIn("<DeviceId>17&#56;</DeviceId><DeviceId><![CDATA[18]]></DeviceId>"),
                 IsEmpty());
 }
 
-TEST_F(CParseTagIdFile, AnEndTagThatIsSpacedOutHidesTheDeviceAsRequired) {
+TEST_F(CParseTagIdFile, AnEndTagThatIsSpacedOutHidesTheDevice) {
     EXPECT_THAT(devicesIn("<DeviceId>19</DeviceId ><DeviceId>20</DeviceId>"), ElementsAre(20U));
 }
 
@@ -263,7 +263,7 @@ TEST(CParseTagId, AgeCrossesTheYear) {
     expectAges({{"2010/12/06/00", false}, {"2010/12/05/00", true}});
 }
 
-TEST(CParseTagId, TheThirtyFirstAndTheFirstAreTheSameDayAsRequired) {
+TEST(CParseTagId, TheThirtyFirstAndTheFirstAreTheSameDay) {
     FixedClock const clock(2010, 6, 1, 0);
     expectAges({{"2010/05/31/23", false}, {"2010/05/02/00", false}, {"2010/05/01/00", true}});
 }

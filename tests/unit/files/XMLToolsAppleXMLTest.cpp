@@ -348,7 +348,7 @@ TEST_F(WriteAppleXML, SuccessClosesTheDescriptor) {
                 IsEmpty());
 }
 
-TEST_F(WriteAppleXML, ARefusedTextLeavesTheDescriptorOpenAsRequired) {
+TEST_F(WriteAppleXML, ARefusedTextLeavesTheDescriptorOpen) {
     EXPECT_THAT(leftOpenBy([&] {
                     Driver const driver(mountPoint(), replyOf(EIO, 0));
                     thrownBy([&] { tools.WriteAppleXML("text", false, mountPoint()); });

@@ -114,7 +114,7 @@ TEST_F(XmlTools, LoadTagsOnAFreshObjectParsesAnEmptyPath) {
                                          "Error: XMLTools_LoadTags: Failed to parse document."));
 }
 
-TEST_F(XmlTools, LoadAmbigTagsRaisesForAMissingFileAsRequired) {
+TEST_F(XmlTools, LoadAmbigTagsRaisesForAMissingFile) {
     auto const thrown = thrownBy([&] { tools.LoadAmbigTags(); });
     ASSERT_NE(thrown, nullptr);
     EXPECT_EQ(thrown->ExCode(), CTagException::ExXmlFile);
@@ -127,7 +127,7 @@ TEST_F(XmlTools, LoadAmbigTagsRaisesForAMissingFileAsRequired) {
                             "Error: XMLTools_LoadAmbigTags: Failed to parse document."));
 }
 
-TEST_F(XmlTools, LoadAmbigTagsTakesAnExceptionThrownByValueForAnEmptyFileAsRequired) {
+TEST_F(XmlTools, LoadAmbigTagsTakesAnExceptionThrownByValueForAnEmptyFile) {
     writeData("AmbigTag.xml", "<MarkedTracks><AmbigTag Name=\"a\"/></MarkedTracks>");
     LogFault const fault("Attempting Parse of",
                          [] { throw CTagException(CTagException::ExUnhandled, "by value", -1); });
@@ -366,7 +366,7 @@ TEST_F(XmlTools, TestParseXMLLogsAFailedSetupAsAnError) {
                             "Error: XMLTools_TestParseXML: Error setting up saxHandler"));
 }
 
-TEST_F(XmlTools, TestParseXMLFileLogsAFailedSetupAsAMessageAsRequired) {
+TEST_F(XmlTools, TestParseXMLFileLogsAFailedSetupAsAMessage) {
     LogFault const fault("Configuring saxHandler", [] { throw 1; });
     EXPECT_TRUE(tools.TestParseXMLFile(folder.path("Songlatch.conf")));
     EXPECT_THAT(log.lines(),

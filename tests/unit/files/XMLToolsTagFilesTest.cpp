@@ -160,7 +160,7 @@ TEST_F(TagFiles, WriteTagXMLLogsEachStep) {
                             "Message: XMLTools_WriteTagXML: Finished"));
 }
 
-TEST_F(TagFiles, WriteAmbigTagXMLLogsNothingOfItsOwnAsRequired) {
+TEST_F(TagFiles, WriteAmbigTagXMLLogsNothingOfItsOwn) {
     tools.WriteAmbigTagXML(nullptr, DEVICE);
     EXPECT_THAT(log.lines(), ElementsAre("Message: XMLTools_LoadConfig: Attempting Parse of "
                                              + folder.path("Songlatch.conf"),
@@ -366,7 +366,7 @@ TEST_F(TagFiles, ABadNumberOfACandidateReachesTheCallerWithItsOwnMessage) {
     }
 }
 
-TEST_F(TagFiles, ASongIdWithAnAmpersandSpoilsTheFileAsRequired) {
+TEST_F(TagFiles, ASongIdWithAnAmpersandSpoilsTheFile) {
     auto tag = makeTag("a");
     tag->iTunesSongID("1&2");
     auto const tags = listOf(std::move(tag), makeTag("b"));
@@ -376,7 +376,7 @@ TEST_F(TagFiles, ASongIdWithAnAmpersandSpoilsTheFileAsRequired) {
     EXPECT_TRUE(log.has("Error: XMLTools_LoadTags: Failed to parse document."));
 }
 
-TEST_F(TagFiles, ASecondDoubleQuoteInATextSpoilsTheFileAsRequired) {
+TEST_F(TagFiles, ASecondDoubleQuoteInATextSpoilsTheFile) {
     auto const tags = listOf(makeTag("the \"quoted\" song"));
     tools.WriteTagXML(tags.get(), DEVICE);
     EXPECT_THAT(readData("Tags.xml"), HasSubstr("Name=\"the &quot;quoted\" song\""));

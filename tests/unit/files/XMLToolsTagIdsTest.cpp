@@ -98,7 +98,7 @@ TEST_F(TagIdFile, OldEntriesFallOutOfTheFileButNotOutOfMemory) {
     EXPECT_TRUE(tools.IsAlreadyTagged(makeTag("future").get(), DEVICE));
 }
 
-TEST_F(TagIdFile, NothingIsEscapedAsRequired) {
+TEST_F(TagIdFile, NothingIsEscaped) {
     auto const tags = listOf(makeTag("Salt & Sand", true));
     tools.WriteTagIdMgrXML(tags.get(), noCandidates.get(), DEVICE);
     EXPECT_EQ(file(), localFile(entry("Salt & Sand", "2010/06/15/12", {DEVICE})));
@@ -169,7 +169,7 @@ TEST_F(TagIdFile, AMissingFileGivesAnEmptyRegistryAndRaisesNothing) {
     EXPECT_FALSE(tools.IsAlreadyTagged(makeTag("a").get(), DEVICE));
 }
 
-TEST_F(TagIdFile, AFailedLoadReturnsAnotherManagerThanTheOneThatIsKeptAsRequired) {
+TEST_F(TagIdFile, AFailedLoadReturnsAnotherManagerThanTheOneThatIsKept) {
     writeData("TaggedInfo.xml", "<MarkedTracks>" + entry("a", "", {DEVICE}));
     CTagIdManager* returned = nullptr;
     stdoutOf([&] { returned = tools.LoadTagIdMgr(); });
@@ -221,7 +221,7 @@ TEST_F(TagIdFile, AnEntryKeepsTheTimeOfItsFirstDevice) {
     EXPECT_EQ(file(), localFile(entry("a", "2010/06/01/08", {OTHER_DEVICE, DEVICE})));
 }
 
-TEST_F(TagIdFile, AmbiguousTagsCountHalfAsRequired) {
+TEST_F(TagIdFile, AmbiguousTagsCountHalf) {
     EXPECT_EQ(countedFor({}, {}), 0);
     EXPECT_EQ(countedFor({"s"}, {}), 1);
     EXPECT_EQ(countedFor({}, {"a"}), 0);
@@ -283,7 +283,7 @@ TEST_F(TagIdFile, UpdateTagIdsWithoutDevicesMakesEntriesAllTheSame) {
     EXPECT_EQ(file(), localFile(entry("a", "", {})));
 }
 
-TEST_F(TagIdFile, AnEntryOfUpdateTagIdsHasNoTimeAndNeverAgesAsRequired) {
+TEST_F(TagIdFile, AnEntryOfUpdateTagIdsHasNoTimeAndNeverAges) {
     tools.LoadTagIdMgr();
     auto const tags = listOf(makeTag("a"));
     std::vector<unsigned int> devices = {DEVICE};

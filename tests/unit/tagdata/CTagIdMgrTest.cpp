@@ -86,7 +86,7 @@ TEST(CTagIdBlock, RemovingAnUnknownDeviceChangesNothing) {
     EXPECT_THAT(block.deviceIds(), ElementsAre(7));
 }
 
-TEST(CTagIdManager, AMissLeavesAnEntryWithoutABlockAsRequired) {
+TEST(CTagIdManager, AMissLeavesAnEntryWithoutABlock) {
     CTagIdManager manager;
 
     EXPECT_FALSE(manager.isTagIdExist(SONG, 7));
@@ -114,7 +114,7 @@ TEST(CTagIdManager, KnowsADeviceOnlyForTheIdentityItWasAddedTo) {
     EXPECT_FALSE(manager.isTagIdExist(CTagIdInfo("Other", "Artist", "1", ""), 7));
 }
 
-TEST(CTagIdManager, IdentitiesThatJoinToOneTextAreOneAsRequired) {
+TEST(CTagIdManager, IdentitiesThatJoinToOneTextAreOne) {
     CTagIdManager manager;
     manager.addDeviceId2TagBlock(CTagIdInfo("ab", "c", "", ""), 7);
 
@@ -161,7 +161,7 @@ TEST(CTagIdManager, AnEmptyListStillMakesTheBlock) {
     EXPECT_EQ(manager.findTagBlockByTagIdInfo(SONG)->tagIdInfo().Time, SONG.Time);
 }
 
-TEST(CTagIdManager, ARepairedSlotTakesTheIdOfItsOwnIndexAsRequired) {
+TEST(CTagIdManager, ARepairedSlotTakesTheIdOfItsOwnIndex) {
     CTagIdManager manager;
     manager.addNewTagBlock(std::make_unique<CTagIdBlock>(blockWith({7, 0, 9})).release());
 

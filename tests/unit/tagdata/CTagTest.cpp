@@ -146,7 +146,7 @@ TEST(CAmbigTag, ACopyKeepsEveryFieldAndTheButton) {
     EXPECT_EQ(copy.ButtonPressed(), 3);
 }
 
-TEST(CAmbigTag, ACopyIsNotNewThoughTheOriginalIsAsRequired) {
+TEST(CAmbigTag, ACopyIsNotNewThoughTheOriginalIs) {
     CAmbigTag original;
     original.NewTagFlag(true);
 
@@ -186,11 +186,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Encoding{"\"", "&quot;"}, Encoding{"'", "&apos;"},
                     Encoding{"Jos\xC3\xA9", "Jos\xC3\xA9"}));
 
-TEST(CTagHTMLEncode, OnlyTheFirstDoubleQuoteIsEncodedAsRequired) {
+TEST(CTagHTMLEncode, OnlyTheFirstDoubleQuoteIsEncoded) {
     EXPECT_EQ(CTag::HTMLEncode(R"(a"b"c")"), R"(a&quot;b"c")");
 }
 
-TEST(CTagHTMLEncode, OnlyTheFirstApostropheIsEncodedAsRequired) {
+TEST(CTagHTMLEncode, OnlyTheFirstApostropheIsEncoded) {
     EXPECT_EQ(CTag::HTMLEncode("rock 'n' roll"), "rock &apos;n' roll");
 }
 

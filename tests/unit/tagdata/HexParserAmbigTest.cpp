@@ -89,7 +89,7 @@ TEST(HexParserAmbig, AMissingButtonIsMalformed) {
     EXPECT_TRUE(isMalformedAmbig(withoutButtonAnd(0, endingWith({{Name, "Song"}}))));
 }
 
-TEST(HexParserAmbig, TheButtonIsOneByteWhateverItsLengthSaysAsRequired) {
+TEST(HexParserAmbig, TheButtonIsOneByteWhateverItsLengthSays) {
     for (unsigned int const length : {0U, 1U, 2U, 255U}) {
         EXPECT_THAT(candidatesOf(ambiguousStream({{{Name, "One"}}, "0", length},
                                                  {{{Name, "Two"}}, "1", length})),
@@ -159,19 +159,19 @@ protected:
     LogFile mLog;
 };
 
-TEST_F(HexParserAmbigBounds, ATruncatedArtistFailsAtOnceUnlikeInASingleTagAsRequired) {
+TEST_F(HexParserAmbigBounds, ATruncatedArtistFailsAtOnceUnlikeInASingleTag) {
     Bytes const stream = endingWith({{Name, "Song"}, {Artist, "Artist"}});
     EXPECT_EQ(failedAt(withoutButtonAnd(0, stream)), "Parsing Button Pressed");
     EXPECT_EQ(failedAt(withoutButtonAnd(1, stream)), "Parsing Artist");
 }
 
-TEST_F(HexParserAmbigBounds, ATruncatedProgramNumberFailsAsRequired) {
+TEST_F(HexParserAmbigBounds, ATruncatedProgramNumberFails) {
     Bytes const stream = endingWith({{ProgramNumber, "42"}});
     EXPECT_EQ(failedAt(withoutButtonAnd(0, stream)), "Parsing Button Pressed");
     EXPECT_EQ(failedAt(withoutButtonAnd(1, stream)), "Parsing Program Number");
 }
 
-TEST_F(HexParserAmbigBounds, ATruncatedFrequencyFailsUnlikeInASingleTagAsRequired) {
+TEST_F(HexParserAmbigBounds, ATruncatedFrequencyFailsUnlikeInASingleTag) {
     Bytes const stream = endingWith({{StationFrequency, "95.5"}});
     EXPECT_EQ(failedAt(withoutButtonAnd(0, stream)), "Parsing Button Pressed");
     EXPECT_EQ(failedAt(withoutButtonAnd(1, stream)), "Parsing Station Frequency");
@@ -183,7 +183,7 @@ TEST_F(HexParserAmbigBounds, TruncatedCallLettersFailIfThereIsAName) {
     EXPECT_EQ(failedAt(withoutButtonAnd(1, stream)), "Parsing Station Call Letters");
 }
 
-TEST_F(HexParserAmbigBounds, TruncatedCallLettersWithoutANameAreNoFailureAsRequired) {
+TEST_F(HexParserAmbigBounds, TruncatedCallLettersWithoutANameAreNoFailure) {
     Bytes const stream = endingWith({{CallLetters, "QLTN-FM"}});
     EXPECT_EQ(failedAt(withoutButtonAnd(0, stream)), "Parsing Button Pressed");
     EXPECT_EQ(failedAt(withoutButtonAnd(1, stream)), "Parsing Button Pressed");
@@ -200,7 +200,7 @@ TEST_F(HexParserAmbigBounds, ATruncatedStationURLFails) {
               "Parsing Station URL");
 }
 
-TEST_F(HexParserAmbigBounds, LogsUnderTheNameOfTheSingleDecoderAsRequired) {
+TEST_F(HexParserAmbigBounds, LogsUnderTheNameOfTheSingleDecoder) {
     decodeAmbig(ambiguousStream(EMPTY, EMPTY));
     EXPECT_EQ(mLog.lines().size(), mLog.messagesOf(LOG_SOURCE).size());
     EXPECT_EQ(mLog.lines().front(), "Message: CHexParser_ParseSingle: Starting");

@@ -105,7 +105,7 @@ TEST(HexParserSingle, AWholeArtistIsTaken) {
     EXPECT_EQ(valuesOf(*decodeSingle(singleStream(fields))), onlyThese(fields));
 }
 
-TEST(HexParserSingle, ATruncatedArtistIsEmptyAndNoFailureAsRequired) {
+TEST(HexParserSingle, ATruncatedArtistIsEmptyAndNoFailure) {
     Bytes const stream = singleStream({{Name, "Song"}, {Artist, "Artist"}});
     for (std::size_t missing = 1; missing <= 6; ++missing) {
         EXPECT_EQ(valuesOf(*decodeSingle(cut(stream, missing))), onlyThese({{Name, "Song"}}))
@@ -113,7 +113,7 @@ TEST(HexParserSingle, ATruncatedArtistIsEmptyAndNoFailureAsRequired) {
     }
 }
 
-TEST(HexParserSingle, ATruncatedArtistWithoutANameIsEmptyTooAsRequired) {
+TEST(HexParserSingle, ATruncatedArtistWithoutANameIsEmptyToo) {
     EXPECT_EQ(valuesOf(*decodeSingle(cut(singleStream({{Artist, "Artist"}}), 3))), onlyThese({}));
 }
 
@@ -122,7 +122,7 @@ TEST(HexParserSingle, ATruncatedArtistWithALaterFieldIsMalformed) {
     EXPECT_TRUE(isMalformedSingle(cut(stream, 4)));
 }
 
-TEST(HexParserSingle, ATruncatedArtistWithALaterFrequencyLeavesBothEmptyAsRequired) {
+TEST(HexParserSingle, ATruncatedArtistWithALaterFrequencyLeavesBothEmpty) {
     Bytes const stream =
         singleStream({{Name, "Song"}, {Artist, "Artist"}, {StationFrequency, "95.5"}});
     EXPECT_EQ(valuesOf(*decodeSingle(cut(stream, 5))), onlyThese({{Name, "Song"}}));
@@ -165,7 +165,7 @@ TEST(HexParserSingle, AWholeFrequencyIsTaken) {
     EXPECT_EQ(decodeSingle(singleStream({{StationFrequency, "95.5"}}))->StationFrequency(), "95.5");
 }
 
-TEST(HexParserSingle, ATruncatedFrequencyIsEmptyAndNoFailureAsRequired) {
+TEST(HexParserSingle, ATruncatedFrequencyIsEmptyAndNoFailure) {
     Bytes const stream = singleStream({{Name, "Song"}, {StationFrequency, "95.5"}});
     for (std::size_t missing = 1; missing <= 4; ++missing) {
         EXPECT_EQ(valuesOf(*decodeSingle(cut(stream, missing))), onlyThese({{Name, "Song"}}))
@@ -182,7 +182,7 @@ TEST(HexParserSingle, UnknownDataKeepsItsZeros) {
               "YQBi");
 }
 
-TEST(HexParserSingle, UnknownDataIsConvertedBeforeItIsEncodedAsRequired) {
+TEST(HexParserSingle, UnknownDataIsConvertedBeforeItIsEncoded) {
     EXPECT_EQ(decodeSingle(singleStream({{UnknownData, "\xE9"}}))->UnknownData(), "w6k=");
 }
 

@@ -123,7 +123,7 @@ TEST(TagXML, ADictionaryLeavesZeroAndNegativeNumbersOutThatTheFileWrites) {
     EXPECT_THAT(tag.toXML(), HasSubstr("iTunesStorefrontID=\"0\""));
 }
 
-TEST(TagXML, TheSongIdIsWrittenRawAsRequired) {
+TEST(TagXML, TheSongIdIsWrittenRaw) {
     CTag tag;
     tag.iTunesSongID("1&\"<");
 
@@ -131,7 +131,7 @@ TEST(TagXML, TheSongIdIsWrittenRawAsRequired) {
     EXPECT_THAT(tag.toAppleXML(), HasSubstr("<integer>1&\"<</integer>"));
 }
 
-TEST(TagXML, ThePodcastFeedIsAnIntegerElementAsRequired) {
+TEST(TagXML, ThePodcastFeedIsAnIntegerElement) {
     CTag tag;
     tag.PodcastFeedURL("http://feed.example");
 

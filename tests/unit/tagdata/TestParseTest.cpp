@@ -50,7 +50,7 @@ TEST_F(TestParseRun, LeavesTheTagFilesOfItsSamples) {
     EXPECT_EQ(mFolder.read("AmbigTag.xml"), fixture("AmbigTag.xml"));
 }
 
-TEST_F(TestParseRun, StoresTheSecondCandidateBeforeTheFirstAsRequired) {
+TEST_F(TestParseRun, StoresTheSecondCandidateBeforeTheFirst) {
     TestParse();
 
     std::string const text = mFolder.read("AmbigTag.xml");

@@ -126,7 +126,7 @@ public:
      */
     void WriteAppleXML(std::string text, bool testing, std::string path);
 
-    /** Pushes two sample records on each stack. */
+    /** Pushes two new sample records on each stack; the caller deletes them. */
     void CreateSampleData(CStack<CTag>* stack, CStack<CAmbigTag>* ambigStack);
 
     /** The present time in UTC, as in 2010-06-09T17:20:31Z. */

@@ -425,6 +425,11 @@ namespace {
 class SampleData : public AppleXML {
 protected:
     SampleData() { tools.CreateSampleData(&stack, &ambigStack); }
+    ~SampleData() override {
+        for (CTag const* const tag : all()) {
+            delete tag;
+        }
+    }
 
     CStack<CTag> stack;
     CStack<CAmbigTag> ambigStack;

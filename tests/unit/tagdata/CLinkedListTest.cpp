@@ -199,17 +199,30 @@ TEST(CLinkedList, AnOwnerDeletesTheElementsAndTheList) {
 }
 
 TEST(CStack, GivesTheLastOnePushedFirst) {
+    CTag first;
+    CTag second;
     CStack<CTag> stack;
-    for (char const* const name : {"first", "second"}) {
-        auto tag = std::make_unique<CTag>();
-        tag->Name(name);
-        stack.Push(tag.release());
-    }
+    stack.Push(&first);
+    stack.Push(&second);
 
-    EXPECT_EQ(stack.List()->PeekAt(0)->Name(), "second");
-    std::unique_ptr<CTag> const top(stack.Pop());
-    EXPECT_EQ(top->Name(), "second");
+    EXPECT_EQ(stack.List()->PeekAt(0), &second);
+    EXPECT_EQ(stack.Pop(), &second);
     EXPECT_EQ(stack.List()->Count(), 1U);
+}
+
+TEST(CStack, LeavesTheElementsToTheirUser) {
+    struct Watched final : CTag {
+        explicit Watched(bool& flag) : deleted(flag) {}
+        ~Watched() override { deleted = true; }
+        bool& deleted;
+    };
+    bool deleted = false;
+    auto const tag = std::make_unique<Watched>(deleted);
+    {
+        CStack<CTag> stack;
+        stack.Push(tag.get());
+    }
+    EXPECT_FALSE(deleted);
 }
 
 TEST(CStack, PopOnAnEmptyStackIsRefused) {

@@ -35,25 +35,25 @@ constexpr char LOG_SOURCE[] = "CHexParser_ParseSingle";
 enum class Verdict { Extract, LeaveEmpty, Fail };
 
 /** What is to be done with a field, by the layout around it and the number of bytes that came. */
-using Rule = Verdict (*)(TagBlock const& block, TagSpan field, unsigned long count);
+using Rule = Verdict (*)(TagBlock const& block, TagSpan field, StreamPosition count);
 
-bool isWhole(TagSpan field, unsigned long count) {
+bool isWhole(TagSpan field, StreamPosition count) {
     return field.length != 0 && count >= field.end();
 }
 
-Verdict wholeOrFail(TagBlock const& /*block*/, TagSpan field, unsigned long count) {
+Verdict wholeOrFail(TagBlock const& /*block*/, TagSpan field, StreamPosition count) {
     if (field.length == 0) {
         return Verdict::LeaveEmpty;
     }
     return isWhole(field, count) ? Verdict::Extract : Verdict::Fail;
 }
 
-Verdict wholeOrEmpty(TagBlock const& /*block*/, TagSpan field, unsigned long count) {
+Verdict wholeOrEmpty(TagBlock const& /*block*/, TagSpan field, StreamPosition count) {
     return isWhole(field, count) ? Verdict::Extract : Verdict::LeaveEmpty;
 }
 
 /** Tests where the field begins; extracting then fails by itself where the bytes end. */
-Verdict startOrFail(TagBlock const& /*block*/, TagSpan field, unsigned long count) {
+Verdict startOrFail(TagBlock const& /*block*/, TagSpan field, StreamPosition count) {
     if (field.length == 0) {
         return Verdict::LeaveEmpty;
     }
@@ -61,7 +61,7 @@ Verdict startOrFail(TagBlock const& /*block*/, TagSpan field, unsigned long coun
 }
 
 /** What is not whole fails where Name is not whole. */
-Verdict wholeOrAsName(TagBlock const& block, TagSpan field, unsigned long count) {
+Verdict wholeOrAsName(TagBlock const& block, TagSpan field, StreamPosition count) {
     if (isWhole(field, count)) {
         return Verdict::Extract;
     }
@@ -70,7 +70,7 @@ Verdict wholeOrAsName(TagBlock const& block, TagSpan field, unsigned long count)
 }
 
 /** What is not whole fails where there is a Name at all, even a field of length 0. */
-Verdict wholeOrFailWithName(TagBlock const& block, TagSpan field, unsigned long count) {
+Verdict wholeOrFailWithName(TagBlock const& block, TagSpan field, StreamPosition count) {
     if (isWhole(field, count)) {
         return Verdict::Extract;
     }
@@ -140,16 +140,16 @@ public:
         mTools.Output(LOG_SOURCE, message, stdTools::Message);
     }
 
-    TagBlock readBlock(unsigned long lengthsAt, unsigned long firstFieldAt) const {
+    TagBlock readBlock(StreamPosition lengthsAt, StreamPosition firstFieldAt) const {
         TagBlock const block = mStream.block(lengthsAt, firstFieldAt);
         log("All Lengths Found");
         log("All Starts Found");
         for (std::size_t field = 0; field < STREAM_FIELD_COUNT; ++field) {
             TagSpan const span = block.fields[field];
-            log(std::string(streamFieldNames()[field].field) + ": " + stdTools::toString(span.start)
-                + " - " + stdTools::toString(span.length));
+            log(std::string(streamFieldNames()[field].field) + ": " + std::to_string(span.start)
+                + " - " + std::to_string(span.length));
         }
-        log("ButtonPressed: " + stdTools::toString(block.buttonAt));
+        log("ButtonPressed: " + std::to_string(block.buttonAt));
         return block;
     }
 
@@ -272,8 +272,8 @@ CLinkedList<CAmbigTag>* CHexParser::ParseAmbig(CLinkedList<unsigned int>* list) 
         Decoder const decoder(mTools, *list, AMBIGUOUS);
         decoder.log("Starting");
         auto candidates = makeList<CAmbigTag>();
-        unsigned long firstFieldAt = TagStream::AMBIGUOUS_FIELDS_AT;
-        for (unsigned long const lengthsAt :
+        StreamPosition firstFieldAt = TagStream::AMBIGUOUS_FIELDS_AT;
+        for (StreamPosition const lengthsAt :
              {TagStream::FIRST_BLOCK_AT, TagStream::SECOND_BLOCK_AT}) {
             TagBlock const block = decoder.readBlock(lengthsAt, firstFieldAt);
             auto candidate = std::make_unique<CAmbigTag>();

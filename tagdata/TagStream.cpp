@@ -31,24 +31,24 @@ TagStream::TagStream(CLinkedList<unsigned int> const& bytes) {
     }
 }
 
-unsigned int TagStream::at(unsigned long index) const {
+unsigned int TagStream::at(StreamPosition index) const {
     if (index >= mBytes.size()) {
         throwTagException(CTagException::ExBadIndex, "Index greater than list count");
     }
-    return mBytes[index];
+    return mBytes[static_cast<std::size_t>(index)];
 }
 
 std::string TagStream::latin1(TagSpan span) const {
     std::string text;
-    for (unsigned long index = span.start; index < span.end(); ++index) {
+    for (StreamPosition index = span.start; index < span.end(); ++index) {
         text += static_cast<char>(static_cast<unsigned char>(at(index)));
     }
     return text;
 }
 
-TagBlock TagStream::block(unsigned long lengthsAt, unsigned long firstFieldAt) const {
+TagBlock TagStream::block(StreamPosition lengthsAt, StreamPosition firstFieldAt) const {
     TagBlock block;
-    unsigned long start = firstFieldAt;
+    StreamPosition start = firstFieldAt;
     for (TagSpan& field : block.fields) {
         field = {start, at(lengthsAt++)};
         start = field.end();

@@ -4,15 +4,23 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
-/** A field's place in a tag stream, counted from the start of the stream. */
-struct TagSpan {
-    unsigned long start = 0;
-    unsigned long length = 0;
+/**
+ * A place in a tag stream, counted from its start. Wider than the lengths in a stream, which have
+ * 32 bits, so that no sum of them wraps on any machine and points back to bytes that are there.
+ * Test: HexParserWideLengths.AreNowhereTakenForBytesThatAreThere.
+ */
+using StreamPosition = std::uint64_t;
 
-    unsigned long end() const { return start + length; }
+/** Where a field lies. */
+struct TagSpan {
+    StreamPosition start = 0;
+    StreamPosition length = 0;
+
+    StreamPosition end() const { return start + length; }
 };
 
 /** The fields of one tag in the order of the stream, for use as indexes. */
@@ -37,7 +45,7 @@ enum TagStreamField : std::size_t {
 /** Where the fields of one tag lie, and behind them the byte of its button. */
 struct TagBlock {
     std::array<TagSpan, STREAM_FIELD_COUNT> fields;
-    unsigned long buttonAt = 0;
+    StreamPosition buttonAt = 0;
 };
 
 /** The names of a field. */
@@ -58,19 +66,19 @@ std::array<StreamFieldNames, STREAM_FIELD_COUNT> const& streamFieldNames();
  */
 class TagStream {
 public:
-    static constexpr unsigned long FORM_AT = 0; ///< 0 for a single tag, else ambiguous
-    static constexpr unsigned long FIRST_BLOCK_AT = 1;
-    static constexpr unsigned long SECOND_BLOCK_AT = 16;
-    static constexpr unsigned long SINGLE_FIELDS_AT = 16;
-    static constexpr unsigned long AMBIGUOUS_FIELDS_AT = 31;
+    static constexpr StreamPosition FORM_AT = 0; ///< 0 for a single tag, else ambiguous
+    static constexpr StreamPosition FIRST_BLOCK_AT = 1;
+    static constexpr StreamPosition SECOND_BLOCK_AT = 16;
+    static constexpr StreamPosition SINGLE_FIELDS_AT = 16;
+    static constexpr StreamPosition AMBIGUOUS_FIELDS_AT = 31;
 
     /** Copies the bytes; the list is not needed afterwards. */
     explicit TagStream(CLinkedList<unsigned int> const& bytes);
 
-    unsigned long count() const { return mBytes.size(); }
+    StreamPosition count() const { return mBytes.size(); }
 
     /** @throws CTagException* with ExBadIndex if there is no such byte */
-    unsigned int at(unsigned long index) const;
+    unsigned int at(StreamPosition index) const;
 
     /** The bytes as Latin-1 text, cut to 8 bits each. @throws like at() */
     std::string latin1(TagSpan span) const;
@@ -79,7 +87,7 @@ public:
      * The layout that a length block announces; nothing says that the fields are there.
      * @throws like at() if the fourteen lengths are not
      */
-    TagBlock block(unsigned long lengthsAt, unsigned long firstFieldAt) const;
+    TagBlock block(StreamPosition lengthsAt, StreamPosition firstFieldAt) const;
 
 private:
     std::vector<unsigned int> mBytes;

@@ -10,6 +10,11 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Dates beyond January 2038, and a log beyond 2 GiB.
+    add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+
 option(SONGLATCH_WERROR "Treat warnings as errors" OFF)
 set(SONGLATCH_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
 option(SONGLATCH_COVERAGE "Instrument for gcov" OFF)

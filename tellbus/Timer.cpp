@@ -17,8 +17,8 @@ itimerspec absolute(std::optional<TimePoint> moment) {
     if (moment) {
         auto const whole = std::chrono::floor<std::chrono::seconds>(moment->time_since_epoch());
         auto const rest = moment->time_since_epoch() - whole;
-        spec.it_value.tv_sec = whole.count();
-        spec.it_value.tv_nsec = std::chrono::nanoseconds(rest).count();
+        spec.it_value.tv_sec = static_cast<time_t>(whole.count());
+        spec.it_value.tv_nsec = static_cast<long>(std::chrono::nanoseconds(rest).count());
     }
     return spec;
 }

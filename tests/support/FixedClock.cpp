@@ -27,14 +27,15 @@ FixedClock::~FixedClock() {
     fixedTime.reset();
 }
 
+// SONGLATCH_TIME is what the linker calls time(), which differs where it has another width.
 extern "C" {
 
-std::time_t __real_time(std::time_t* result);
-std::time_t __wrap_time(std::time_t* result);
+std::time_t realTime(std::time_t* result) __asm__("__real_" SONGLATCH_TIME);
+std::time_t wrappedTime(std::time_t* result) __asm__("__wrap_" SONGLATCH_TIME);
 
-std::time_t __wrap_time(std::time_t* result) {
+std::time_t wrappedTime(std::time_t* result) {
     if (!fixedTime) {
-        return __real_time(result);
+        return realTime(result);
     }
     if (result != nullptr) {
         *result = *fixedTime;

@@ -268,7 +268,16 @@ TEST(CParseTagId, TheThirtyFirstAndTheFirstAreTheSameDay) {
     expectAges({{"2010/05/31/23", false}, {"2010/05/02/00", false}, {"2010/05/01/00", true}});
 }
 
-TEST(CParseTagId, AnEntryOfTheFutureIsTooOldAsRequired) {
+TEST(CParseTagId, AgesGoOnAfterTheLastSecondOf32Bits) {
+    FixedClock const clock(2040, 3, 1, 12);
+    EXPECT_EQ(CParseTagId::getCurrentTime(), "2040/03/01/12");
+    expectAges({{"2040/02/02/12", false}, // 29 days
+                {"2040/02/01/12", true},
+                {"2038/01/19/03", true},
+                {"2040/03/02/12", true}});
+}
+
+TEST(CParseTagId, AnEntryOfTheFutureIsTooOld) {
     FixedClock const clock(2010, 6, 15, 12);
     expectAges({{"2010/06/16/12", true}, {"2010/07/01/00", true}, {"2037/01/01/00", true}});
 }

@@ -404,6 +404,11 @@ TEST_F(XmlTools, FormattedNowIsTheTimeInUtc) {
     EXPECT_EQ(tools.FormattedNow(), "2010-06-09T17:20:31Z");
 }
 
+TEST_F(XmlTools, FormattedNowGoesOnAfterTheLastSecondOf32Bits) {
+    FixedClock const clock(std::time_t{2208988800}); // beyond 2^31
+    EXPECT_EQ(tools.FormattedNow(), "2040-01-01T00:00:00Z");
+}
+
 TEST_F(XmlTools, DebugSendsMessagesToStandardOutputToo) {
     writeData("Tags.xml", TWO_TAGS);
     XMLTools talkative(0, true);

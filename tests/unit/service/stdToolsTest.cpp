@@ -4,10 +4,15 @@
 #include "support/TempDir.h"
 #include "tagdata/CTagException.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <string>
 #include <sys/stat.h>
 
 namespace {
@@ -110,6 +115,19 @@ TEST(StdToolsOutput, MakesTheFileAnewAfterItWasDeleted) {
     log.clear();
     tools.Output("b", "2", stdTools::Message);
     EXPECT_THAT(log.lines(), ElementsAre("Message: b: 2"));
+}
+
+TEST(StdToolsOutput, GoesOnInAFileBeyond2GiB) {
+    constexpr std::int64_t LARGE = (std::int64_t{1} << 31) + 5;
+    LogFile const log;
+    std::ofstream(log.path()).close();
+    std::filesystem::resize_file(log.path(), LARGE); // a hole, which takes no room
+    stdTools().Output("src", "text", stdTools::Message);
+    std::ifstream file(log.path());
+    file.seekg(LARGE);
+    std::string line;
+    std::getline(file, line);
+    EXPECT_EQ(line, "Message: src: text");
 }
 
 TEST(StdToolsOutput, CreatesTheFileForEverybodyLessTheUmask) {

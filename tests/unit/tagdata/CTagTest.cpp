@@ -81,7 +81,7 @@ TEST(CTag, TheStorefrontKeeps32Bits) {
     tag.iTunesStorefrontID(static_cast<unsigned long>(-1));
     EXPECT_EQ(tag.iTunesStorefrontID(), std::numeric_limits<std::uint32_t>::max());
 
-    tag.iTunesStorefrontID(0x1'0000'0005UL);
+    tag.iTunesStorefrontID(static_cast<unsigned long>(0x1'0000'0005ULL));
     EXPECT_EQ(tag.iTunesStorefrontID(), 5UL);
 }
 

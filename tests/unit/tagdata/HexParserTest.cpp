@@ -129,6 +129,11 @@ TEST(HexParser, FormattedNowIsThePresentInUtc) {
     EXPECT_EQ(PARSER.FormattedNow(), "2010-03-01T17:05:09Z");
 }
 
+TEST(HexParser, FormattedNowGoesOnAfterTheLastSecondOf32Bits) {
+    FixedClock const clock(std::time_t{2208988800}); // beyond 2^31
+    EXPECT_EQ(PARSER.FormattedNow(), "2040-01-01T00:00:00Z");
+}
+
 TEST(HexParser, WhateverIsThrownWhileDecodingIsTheOneFailure) {
     std::pair<char const*, std::function<void()>> const kinds[] = {
         {"a standard exception", [] { throw std::runtime_error("no room"); }},

@@ -64,8 +64,11 @@ stdTools::~stdTools() = default;
 void stdTools::Output(std::string source, std::string message, ErrorLevel level) const {
     int const severity = level;
     bool const toScreen = severity >= Message && (DEBUG || severity == Error);
-    if (severity >= Message && FILELOGGING) {
-        appendToLogFile(prefixOf(severity) + source + ": " + message + "\n");
+    bool const toFile = severity >= Message;
+    if (FILELOGGING) {
+        // Opened, and so made, for a level that writes nothing too.
+        // Test: StdToolsOutput.MakesTheFileAtANegativeLevelAndWritesNothing.
+        appendToLogFile(toFile ? prefixOf(severity) + source + ": " + message + "\n" : "");
     }
     if (toScreen) {
         std::cout << prefixOf(severity) + (PRODUCT_PREFIX + source) + ": " + message + "\n"

@@ -29,8 +29,8 @@ public:
      * Writes one line to the log file and, by level and DEBUG, to standard output.
      *
      * The file is opened for each line, so that it can be moved away or deleted at any time.
-     * Problems with it cost the line and are never reported. A negative level writes nothing; a
-     * level above Error writes the line without a prefix.
+     * Problems with it cost the line and are never reported. A negative level makes the file and
+     * writes nothing; a level above Error writes the line without a prefix.
      *
      * @param source class and operation that speak, as in "CTaggingImpl_tagRequest"
      */

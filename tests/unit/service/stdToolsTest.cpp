@@ -86,6 +86,13 @@ TEST(StdToolsOutput, WritesNothingAtANegativeLevel) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+TEST(StdToolsOutput, MakesTheFileAtANegativeLevelAndWritesNothing) {
+    LogFile const log;
+    stdTools().Output("src", "text", BELOWMESSAGE);
+    ASSERT_TRUE(std::filesystem::exists(log.path()));
+    EXPECT_EQ(std::filesystem::file_size(log.path()), 0U);
+}
+
 TEST(StdToolsOutput, WritesALevelAboveErrorWithoutAPrefix) {
     LogFile const log;
     EXPECT_EQ(screenOf(speaking(), ABOVEERROR), "Songlatching: src: text\n");

@@ -2,7 +2,7 @@
 // result alone.
 #include "files/XMLTools.h"
 
-#include "LoadFrame.h"
+#include "LoadSteps.h"
 #include "SaxParser.h"
 
 namespace {

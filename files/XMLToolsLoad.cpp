@@ -4,7 +4,7 @@
 #include "files/XMLTools.h"
 
 #include "FileNames.h"
-#include "LoadFrame.h"
+#include "LoadSteps.h"
 #include "SaxParser.h"
 #include "files/CConfigInfo.h"
 #include "files/CParseAmbigTags.h"

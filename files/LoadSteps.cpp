@@ -1,18 +1,9 @@
-#include "LoadFrame.h"
+#include "LoadSteps.h"
 
 #include "SaxParser.h"
 #include "tagdata/CTagException.h"
 
 #include <memory>
-
-void Speaker::say(std::string const& line, stdTools::ErrorLevel level) const {
-    mLog.Output(mContext, line, level);
-}
-
-void Speaker::fail(char const* line) const {
-    say(line, stdTools::Error);
-    throwTagException(CTagException::ExXmlFile, line);
-}
 
 void dropException() {
     try {

@@ -1,27 +1,11 @@
 #pragma once
 
-#include "service/stdTools.h"
-
-#include <string>
+#include "Speaker.h"
 
 constexpr char INIT_FAILED[] = "Error Initializing LIBXML";
 constexpr char SETUP_FAILED[] = "Error setting up saxHandler";
 constexpr char PARSER_FAILED[] = "Error running Parser";
 constexpr char PARSE_FAILED[] = "Failed to parse document.";
-
-/** The log of one operation. */
-class Speaker {
-public:
-    Speaker(stdTools const& log, char const* context) : mLog(log), mContext(context) {}
-
-    void say(std::string const& line, stdTools::ErrorLevel level = stdTools::Message) const;
-    /** Logs an error and raises it. @throws CTagException* with ExXmlFile */
-    [[noreturn]] void fail(char const* line) const;
-
-private:
-    stdTools const& mLog;
-    char const* mContext;
-};
 
 /** Ends the journey of the exception that is being handled, whatever it is. */
 void dropException();

@@ -5,6 +5,8 @@
 
 #include "FileNames.h"
 #include "files/CConfigInfo.h"
+#include "files/MarkedTracks.h"
+#include "files/TagTextCommand.h"
 #include "platform/ControlNode.h"
 #include "platform/devctl.h"
 #include "tagdata/CAmbigTag.h"
@@ -16,17 +18,6 @@
 #include <unistd.h>
 
 namespace {
-
-constexpr char HEAD[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
-                        "<!DOCTYPE plist PUBLIC \"-//Apple Inc//DTD PLIST 1.0//EN\" "
-                        "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\r\n"
-                        "<plist version=\"1.0\">\r\n"
-                        "<dict>\r\n";
-constexpr char TRACKS[] = "<key>MarkedTracks</key>\r\n<array>\r\n";
-constexpr char END[] = "</array>\r\n</dict>\r\n</plist>\r\n";
-
-/** "Take this tag text": direction to the device, class 0x0E, command 0x84. */
-constexpr unsigned int DCMD_TAG_TEXT = 0x80010E84;
 
 void writeTestFile(std::string const& path, std::string const& text) {
     std::ofstream file(path);
@@ -58,16 +49,15 @@ void XMLTools::CraftAppleXML(CConfigInfo* config, CLinkedList<CTag>* tags,
         log.Output("XMLTools_CraftAppleXML", line, stdTools::Message);
     };
     say("Starting");
-    std::string text = HEAD + config->toAppleXML();
     tagFilePath = config->localStorage() + TAG_FILE;
     ambigTagFilePath = config->localStorage() + AMBIG_TAG_FILE;
     say("Initial tag count: " + log.toString(tags->Count()));
-    text += TRACKS + dictionariesOf(tags, deviceId);
+    std::string tracks = dictionariesOf(tags, deviceId);
     say("Initial AmbigTag count: " + log.toString(ambigTags->Count()));
-    text += dictionariesOf(ambigTags, deviceId) + END;
+    tracks += dictionariesOf(ambigTags, deviceId);
     say("Writing XML to: " + mountPoint);
     try {
-        WriteAppleXML(text, false, mountPoint);
+        WriteAppleXML(markedTracks(*config, tracks), false, mountPoint);
     } catch (CTagException*) {
         say("Rethrowing planned exception");
         throw;

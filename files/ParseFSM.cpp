@@ -1,6 +1,7 @@
 #include "files/ParseFSM.h"
 
 #include "SaxAttributes.h"
+#include "Speaker.h"
 #include "service/stdTools.h"
 
 #include <cstdarg>
@@ -9,9 +10,6 @@
 #include <string>
 
 namespace {
-
-constexpr char START_CONTEXT[] = "ParseFSM_startElementNS";
-constexpr char END_CONTEXT[] = "ParseFSM_endElementNS";
 
 constexpr std::ptrdiff_t POINTERS_PER_NAMESPACE = 2;
 
@@ -33,11 +31,11 @@ void printNamespaces(int count, unsigned char const** namespaces) {
 
 /** Runs one stage of a callback; a failure costs this stage alone, and a line. */
 template <class Stage>
-void attempt(stdTools const& log, char const* context, char const* complaint, Stage stage) {
+void attempt(Speaker const& speaker, char const* complaint, Stage stage) {
     try {
         stage();
     } catch (...) {
-        log.Output(context, complaint, stdTools::Message);
+        speaker.say(complaint);
     }
 }
 
@@ -49,22 +47,20 @@ void ParseFSM::startElementNs(void* /*ctx*/, unsigned char const* localname,
                               int nb_attributes, int /*nb_defaulted*/,
                               unsigned char const** attributes) {
     stdTools const log;
-    auto const say = [&](std::string const& line) {
-        log.Output(START_CONTEXT, line, stdTools::Message);
-    };
-    attempt(log, START_CONTEXT, "Error in prepping", [&] {
-        say("in startElementNs");
-        say(std::string("Name = ").append(std::string(text(localname))));
+    Speaker const speaker(log, "ParseFSM_startElementNS");
+    attempt(speaker, "Error in prepping", [&] {
+        speaker.say("in startElementNs");
+        speaker.say(std::string("Name = ").append(std::string(text(localname))));
     });
-    attempt(log, START_CONTEXT, "Error pulling name spaces", [&] {
-        say("Attempting to pull name spaces");
+    attempt(speaker, "Error pulling name spaces", [&] {
+        speaker.say("Attempting to pull name spaces");
         printNamespaces(nb_namespaces, namespaces);
     });
-    attempt(log, START_CONTEXT, "Error pulling attributes", [&] {
-        say("Attempting to pull attributes");
+    attempt(speaker, "Error pulling attributes", [&] {
+        speaker.say("Attempting to pull attributes");
         for (SaxAttribute const attribute : SaxAttributes(attributes, nb_attributes)) {
-            say(std::string("localname: ").append(attribute.name));
-            say("Value: " + attribute.value());
+            speaker.say(std::string("localname: ").append(attribute.name));
+            speaker.say("Value: " + attribute.value());
         }
     });
 }
@@ -72,11 +68,11 @@ void ParseFSM::startElementNs(void* /*ctx*/, unsigned char const* localname,
 void ParseFSM::endElementNs(void* /*ctx*/, unsigned char const* localname,
                             unsigned char const* /*prefix*/, unsigned char const* /*URI*/) {
     stdTools const log;
-    log.Output(END_CONTEXT, "in endElementNs", stdTools::Message);
-    attempt(log, END_CONTEXT, "Error in prepping", [&] {
-        log.Output(END_CONTEXT, "Name = " + std::string(text(localname)), stdTools::Message);
-    });
-    log.Output(END_CONTEXT, "exiting endElementNs", stdTools::Message);
+    Speaker const speaker(log, "ParseFSM_endElementNS");
+    speaker.say("in endElementNs");
+    attempt(speaker, "Error in prepping",
+            [&] { speaker.say("Name = " + std::string(text(localname))); });
+    speaker.say("exiting endElementNs");
 }
 
 void ParseFSM::error(void* /*ctx*/, char const* msg, ...) {

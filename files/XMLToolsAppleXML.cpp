@@ -4,6 +4,7 @@
 #include "files/XMLTools.h"
 
 #include "FileNames.h"
+#include "Speaker.h"
 #include "files/CConfigInfo.h"
 #include "files/MarkedTracks.h"
 #include "files/TagTextCommand.h"
@@ -45,42 +46,37 @@ std::string XMLTools::dictionariesOf(CLinkedList<Tag>* tags, unsigned int device
 void XMLTools::CraftAppleXML(CConfigInfo* config, CLinkedList<CTag>* tags,
                              CLinkedList<CAmbigTag>* ambigTags, std::string mountPoint,
                              unsigned int deviceId) {
-    auto const say = [this](std::string const& line) {
-        log.Output("XMLTools_CraftAppleXML", line, stdTools::Message);
-    };
-    say("Starting");
+    Speaker const speaker(log, "XMLTools_CraftAppleXML");
+    speaker.say("Starting");
     tagFilePath = config->localStorage() + TAG_FILE;
     ambigTagFilePath = config->localStorage() + AMBIG_TAG_FILE;
-    say("Initial tag count: " + log.toString(tags->Count()));
+    speaker.say("Initial tag count: " + log.toString(tags->Count()));
     std::string tracks = dictionariesOf(tags, deviceId);
-    say("Initial AmbigTag count: " + log.toString(ambigTags->Count()));
+    speaker.say("Initial AmbigTag count: " + log.toString(ambigTags->Count()));
     tracks += dictionariesOf(ambigTags, deviceId);
-    say("Writing XML to: " + mountPoint);
+    speaker.say("Writing XML to: " + mountPoint);
     try {
         WriteAppleXML(markedTracks(*config, tracks), false, mountPoint);
     } catch (CTagException*) {
-        say("Rethrowing planned exception");
+        speaker.say("Rethrowing planned exception");
         throw;
     }
-    say("finished");
+    speaker.say("finished");
 }
 
 void XMLTools::WriteAppleXML(std::string text, bool testing, std::string path) {
-    auto const say = [this](std::string const& line,
-                            stdTools::ErrorLevel level = stdTools::Message) {
-        log.Output("XMLTools_WriteAppleXML", line, level);
-    };
-    say("Testing :" + log.toString(testing));
+    Speaker const speaker(log, "XMLTools_WriteAppleXML");
+    speaker.say("Testing :" + log.toString(testing));
     if (testing) {
-        say("Writing to Testfile");
+        speaker.say("Writing to Testfile");
         writeTestFile(path + APPLE_TEST_FILE, text);
-        say("finished");
+        speaker.say("finished");
         return;
     }
-    say("Writing to iPod at :" + path);
+    speaker.say("Writing to iPod at :" + path);
     int const node = openControlNode((path + CONTROLNODE).c_str(), O_RDWR);
     if (node == -1) {
-        say("Failed to access iPod", stdTools::Error);
+        speaker.say("Failed to access iPod", stdTools::Error);
         throwTagException(CTagException::ExIpodWrite, "iPod not Availible");
     }
     int reply = 0;
@@ -90,10 +86,10 @@ void XMLTools::WriteAppleXML(std::string text, bool testing, std::string path) {
         // The descriptor stays open; only success closes it.
         // Test: WriteAppleXML.ARefusedTextLeavesTheDescriptorOpen.
         std::string const details = describe(status, reply);
-        say("Write of tag file to iPod failed err:" + details, stdTools::Error);
+        speaker.say("Write of tag file to iPod failed err:" + details, stdTools::Error);
         throwTagException(CTagException::ExIpodWrite, details, status);
     }
     close(node);
-    say("Items were written, only iTunes can confirm contents");
-    say("finished");
+    speaker.say("Items were written, only iTunes can confirm contents");
+    speaker.say("finished");
 }

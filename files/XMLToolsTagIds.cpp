@@ -3,6 +3,7 @@
 #include "files/XMLTools.h"
 
 #include "FileNames.h"
+#include "Speaker.h"
 #include "files/CParseTagId.h"
 #include "tagdata/CAmbigTag.h"
 #include "tagdata/CTagIdMgr.h"
@@ -71,18 +72,16 @@ void recordDelivery(CTagIdManager& manager, CLinkedList<Tag> const& tags,
 } // namespace
 
 void XMLTools::WriteTagIdMgrXML() {
-    auto const say = [this](std::string const& line) {
-        log.Output("XMLTools_WriteTagIdMgrXML", line, stdTools::Message);
-    };
+    Speaker const speaker(log, "XMLTools_WriteTagIdMgrXML");
     // Composed before the file is touched: an entry that cannot be dated leaves the old file.
     std::string const text = textOf(*mTagIdManager);
-    say("Target file: " + taggedInfoFilePath);
+    speaker.say("Target file: " + taggedInfoFilePath);
     std::ofstream file(taggedInfoFilePath);
-    say("Outfile Opened");
+    speaker.say("Outfile Opened");
     file << text;
-    say("Closing file");
+    speaker.say("Closing file");
     file.close();
-    say("Finished");
+    speaker.say("Finished");
 }
 
 void XMLTools::WriteTagIdMgrXML(CLinkedList<CTag>* tags, CLinkedList<CAmbigTag>* ambigTags,

@@ -112,6 +112,24 @@ TEST_F(ParseFSMTest, AFailureWithAnAttributeEndsTheStage) {
                                    complaint("Error pulling attributes")}));
 }
 
+TEST_F(ParseFSMTest, AnAttributeWithoutANameEndsTheStage) {
+    attributes[5] = nullptr;
+    stdoutOf([&] { start(); });
+    EXPECT_EQ(log.lines(), joined({PREPARING,
+                                   NAMESPACES,
+                                   {ATTRIBUTES[0], ATTRIBUTES[1], ATTRIBUTES[2]},
+                                   complaint("Error pulling attributes")}));
+}
+
+TEST_F(ParseFSMTest, AValueThatCannotBeCopiedCostsBothOfItsLines) {
+    attributes[8] = attributes[9] + 1;
+    stdoutOf([&] { start(); });
+    EXPECT_EQ(log.lines(), joined({PREPARING,
+                                   NAMESPACES,
+                                   {ATTRIBUTES[0], ATTRIBUTES[1], ATTRIBUTES[2]},
+                                   complaint("Error pulling attributes")}));
+}
+
 TEST_F(ParseFSMTest, LogsTheEndOfAnElement) {
     ParseFSM::endElementNs(nullptr, bytes("song"), nullptr, nullptr);
     EXPECT_THAT(log.lines(), ElementsAre("Message: ParseFSM_endElementNS: in endElementNs",

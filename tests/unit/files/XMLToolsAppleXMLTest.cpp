@@ -5,6 +5,7 @@
 #include "platform/ControlNodeServer.h"
 #include "support/FixedClock.h"
 #include "support/LogFault.h"
+#include "support/OpenWatch.h"
 #include "support/Thrown.h"
 #include "tagdata/CStack.h"
 #include "tagdata/CTagIdMgr.h"
@@ -410,6 +411,15 @@ TEST_F(WriteAppleXML, ATestRunWritesAFileAndLeavesTheDriverAlone) {
     EXPECT_THAT(log.lines(), ElementsAre("Message: XMLTools_WriteAppleXML: Testing :true",
                                          "Message: XMLTools_WriteAppleXML: Writing to Testfile",
                                          "Message: XMLTools_WriteAppleXML: finished"));
+}
+
+TEST_F(WriteAppleXML, ATestRunDoesNotEvenOpenTheControlNode) {
+    putFileForTheControlNode();
+    OpenWatch const watch(mountPoint() + CONTROLNODE);
+    tools.WriteAppleXML("the text", true, mountPoint());
+    EXPECT_FALSE(watch.opened());
+    thrownBy([&] { tools.WriteAppleXML("the text", false, mountPoint()); });
+    EXPECT_TRUE(watch.opened());
 }
 
 TEST_F(WriteAppleXML, ATestFileThatCannotBeWrittenIsNotReported) {

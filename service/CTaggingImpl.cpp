@@ -2,7 +2,6 @@
 
 #include "service/StoredTags.h"
 
-#include <array>
 
 namespace {
 
@@ -12,32 +11,7 @@ constexpr char DEVICESTATE[] = "deviceState";
 
 constexpr char SOURCE[] = "CTaggingImpl_Constructor";
 
-/** Indexed by EnuStatus less one. */
-constexpr std::array<char const*, CTaggingImpl::LOCALFULL_IPOD_INCOMPATIBLE> STATUSNAMES = {
-    "OK",
-    "ERROR",
-    "TARGET_FULL",
-    "LOCAL_STORAGE_FULL",
-    "STORED_LOCAL",
-    "STORED_ON_TARGET",
-    "TRANSFER_SUCCEEDED",
-    "TRANSFER_FAILED",
-    "STOREDLOCAL_IPOD_INCOMPATIBLE",
-    "LOCALFULL_IPOD_INCOMPATIBLE",
-};
-
 } // namespace
-
-CTaggingImpl::_Status::_Status(EnuStatus status) {
-    *this = static_cast<int>(status);
-}
-
-CTaggingImpl::_Status& CTaggingImpl::_Status::operator=(int status) {
-    bool const known = status >= OK && status <= LOCALFULL_IPOD_INCOMPATIBLE;
-    Name = known ? STATUSNAMES[static_cast<std::size_t>(status - OK)] : "";
-    Value = known ? status : 0;
-    return *this;
-}
 
 CTaggingImpl::CTaggingImpl(bool debug) : CSvcImplBase(SERVICENAME, SERVICEPATH, true) {
     mTools.DEBUG = debug;
@@ -124,13 +98,6 @@ Json::Value CTaggingImpl::connectionStatus() const {
 
 Json::Value CTaggingImpl::transferStatus() const {
     return toJson(static_cast<EnuStatus>(mTransferStatus));
-}
-
-Json::Value CTaggingImpl::toJson(_Status const& status) {
-    Json::Value body(Json::objectValue);
-    body["Name"] = status.Name;
-    body["Value"] = status.Value;
-    return body;
 }
 
 void CTaggingImpl::emitStatus(char const* name, Json::Value const& body) {

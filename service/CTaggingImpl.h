@@ -3,6 +3,7 @@
 #include "bus/CSvcClientBase.h"
 #include "bus/CSvcImplBase.h"
 #include "service/MediaDevice.h"
+#include "service/TaggingStatus.h"
 #include "service/stdTools.h"
 #include "tagdata/CAmbigTag.h"
 #include "tagdata/CLinkedList.h"
@@ -41,29 +42,6 @@ constexpr char TRANSFERSTATUS[] = "transferStatus";
  */
 class CTaggingImpl : public CSvcClientBase, public CSvcImplBase {
 public:
-    /** What became of a request or a transfer. Numbers and names go out on the bus. */
-    enum EnuStatus : int {
-        OK = 1,
-        ERROR = 2,
-        TARGET_FULL = 3,                   ///< the named iPod had no room; stored locally
-        LOCAL_STORAGE_FULL = 4,            ///< the limit is reached; the request was dropped
-        STORED_LOCAL = 5,                  ///< waits in the local files
-        STORED_ON_TARGET = 6,              ///< an iPod took the tags
-        TRANSFER_SUCCEEDED = 7,            ///< an iPod took the waiting tags
-        TRANSFER_FAILED = 8,               ///< a capable iPod was there but took nothing
-        STOREDLOCAL_IPOD_INCOMPATIBLE = 9, ///< no attached iPod supports tagging
-        LOCALFULL_IPOD_INCOMPATIBLE = 10,  ///< the same, and the limit is reached
-    };
-
-    /** A status as the bus sees it. A number outside the list is an empty name and 0. */
-    struct _Status {
-        _Status(EnuStatus status);
-        _Status& operator=(int status);
-
-        std::string Name;
-        int Value;
-    };
-
     /** One tag as it arrives in JSON; each member has its key's name. */
     struct _tag {
         std::string Artist;
@@ -96,6 +74,21 @@ public:
         std::string Artist;
         std::string iTunesSongID;
     };
+    using _Status = TaggingStatus;
+    using EnuStatus = TaggingStatus::Number;
+    static constexpr EnuStatus OK = TaggingStatus::OK;
+    static constexpr EnuStatus ERROR = TaggingStatus::ERROR;
+    static constexpr EnuStatus TARGET_FULL = TaggingStatus::TARGET_FULL;
+    static constexpr EnuStatus LOCAL_STORAGE_FULL = TaggingStatus::LOCAL_STORAGE_FULL;
+    static constexpr EnuStatus STORED_LOCAL = TaggingStatus::STORED_LOCAL;
+    static constexpr EnuStatus STORED_ON_TARGET = TaggingStatus::STORED_ON_TARGET;
+    static constexpr EnuStatus TRANSFER_SUCCEEDED = TaggingStatus::TRANSFER_SUCCEEDED;
+    static constexpr EnuStatus TRANSFER_FAILED = TaggingStatus::TRANSFER_FAILED;
+    static constexpr EnuStatus STOREDLOCAL_IPOD_INCOMPATIBLE =
+        TaggingStatus::STOREDLOCAL_IPOD_INCOMPATIBLE;
+    static constexpr EnuStatus LOCALFULL_IPOD_INCOMPATIBLE =
+        TaggingStatus::LOCALFULL_IPOD_INCOMPATIBLE;
+
 
     /**
      * Brings up the bus, publishes the service, publishes the first "localStatus" and asks the
@@ -189,7 +182,6 @@ private:
     Json::Value connectionStatus() const;
     Json::Value transferStatus() const;
     void emitStatus(char const* name, Json::Value const& body);
-    static Json::Value toJson(_Status const& status);
 
     // Dispatch: each fills the reply of one method.
     using Method = void (CTaggingImpl::*)(CTellbusRequest&, Json::Value& reply);

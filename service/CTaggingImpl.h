@@ -3,11 +3,10 @@
 #include "bus/CSvcClientBase.h"
 #include "bus/CSvcImplBase.h"
 #include "service/MediaDevice.h"
+#include "service/RequestedTag.h"
 #include "service/TaggingStatus.h"
 #include "service/stdTools.h"
-#include "tagdata/CAmbigTag.h"
 #include "tagdata/CLinkedList.h"
-#include "tagdata/CTag.h"
 
 #include <json/json.h>
 
@@ -42,30 +41,6 @@ constexpr char TRANSFERSTATUS[] = "transferStatus";
  */
 class CTaggingImpl : public CSvcClientBase, public CSvcImplBase {
 public:
-    /** One tag as it arrives in JSON; each member has its key's name. */
-    struct _tag {
-        std::string Artist;
-        std::string Name;
-        std::string Album;
-        bool ButtonPressed = false;
-        std::string Genre;
-        std::string iTunesAffiliateID;
-        int iTunesSongID = -1; ///< negative: none
-        std::string iTunesStationID;
-        int iTunesStorefrontID = 0;
-        int PodcastFeedURL = 0; ///< 0: none
-        int ProgramNumber = 0;
-        std::string StationCallLetters;
-        std::string StationFrequency;
-        std::string StationURL;
-        std::string TimeStamp;
-        std::string UnknownData;
-
-        /** A record of a single tag, owned by the caller. */
-        CTag* createCTag() const;
-        /** A record of one candidate of an ambiguous tag, owned by the caller. */
-        CAmbigTag* createCAmbigTag() const;
-    };
 
     /** Answer to "checkTag": the identity that was asked for, and whether the device has it. */
     struct _Taggable {
@@ -88,6 +63,8 @@ public:
         TaggingStatus::STOREDLOCAL_IPOD_INCOMPATIBLE;
     static constexpr EnuStatus LOCALFULL_IPOD_INCOMPATIBLE =
         TaggingStatus::LOCALFULL_IPOD_INCOMPATIBLE;
+
+    using _tag = RequestedTag;
 
 
     /**

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 
 namespace {
 
@@ -16,74 +15,6 @@ constexpr char CHECKTAGSOURCE[] = "CTaggingImpl_checkTag";
 
 /** The identity that a "checkTag" without a song id looks for. */
 constexpr char NOSONGID[] = "0xFFFFFFFF";
-
-void readIfPresent(Json::Value const& json, char const* key, std::string& member) {
-    if (json.isMember(key)) {
-        member = json[key].asString();
-    }
-}
-
-void readIfPresent(Json::Value const& json, char const* key, int& member) {
-    if (json.isMember(key)) {
-        member = json[key].asInt();
-    }
-}
-
-void readIfPresent(Json::Value const& json, char const* key, bool& member) {
-    if (json.isMember(key)) {
-        member = json[key].asBool();
-    }
-}
-
-CTaggingImpl::_tag readTag(Json::Value const& json) {
-    CTaggingImpl::_tag tag;
-    tag.Artist = json["Artist"].asString();
-    tag.Name = json["Name"].asString();
-    readIfPresent(json, "Album", tag.Album);
-    readIfPresent(json, "ButtonPressed", tag.ButtonPressed);
-    readIfPresent(json, "Genre", tag.Genre);
-    readIfPresent(json, "iTunesAffiliateID", tag.iTunesAffiliateID);
-    readIfPresent(json, "iTunesSongID", tag.iTunesSongID);
-    readIfPresent(json, "iTunesStationID", tag.iTunesStationID);
-    readIfPresent(json, "iTunesStorefrontID", tag.iTunesStorefrontID);
-    readIfPresent(json, "PodcastFeedURL", tag.PodcastFeedURL);
-    readIfPresent(json, "ProgramNumber", tag.ProgramNumber);
-    readIfPresent(json, "StationCallLetters", tag.StationCallLetters);
-    readIfPresent(json, "StationFrequency", tag.StationFrequency);
-    readIfPresent(json, "StationURL", tag.StationURL);
-    readIfPresent(json, "TimeStamp", tag.TimeStamp);
-    readIfPresent(json, "UnknownData", tag.UnknownData);
-    return tag;
-}
-
-/** The station id has no member in a record and ends here. */
-void fillRecord(CTag& record, CTaggingImpl::_tag const& tag) {
-    record.Artist(tag.Artist);
-    record.Name(tag.Name);
-    record.Album(tag.Album);
-    record.Genre(tag.Genre);
-    record.iTunesAffiliateID(tag.iTunesAffiliateID);
-    if (tag.iTunesSongID >= 0) {
-        record.iTunesSongID(stdTools::toString(tag.iTunesSongID));
-    }
-    record.iTunesStorefrontID(static_cast<std::uint32_t>(tag.iTunesStorefrontID));
-    if (tag.PodcastFeedURL != 0) {
-        record.PodcastFeedURL(stdTools::toString(tag.PodcastFeedURL));
-    }
-    record.ProgramNumber(tag.ProgramNumber);
-    record.StationCallLetters(tag.StationCallLetters);
-    record.StationFrequency(tag.StationFrequency);
-    record.StationURL(tag.StationURL);
-    record.TimeStamp(tag.TimeStamp);
-    record.UnknownData(tag.UnknownData);
-}
-
-/** The id that a request names, -1 where it names none. */
-int readDeviceId(Json::Value const& params) {
-    int deviceId = static_cast<int>(NODEVICE);
-    readIfPresent(params, "deviceID", deviceId);
-    return deviceId;
-}
 
 CTagIdInfo readIdentity(Json::Value const& json) {
     CTagIdInfo identity;
@@ -95,19 +26,6 @@ CTagIdInfo readIdentity(Json::Value const& json) {
 }
 
 } // namespace
-
-CTag* CTaggingImpl::_tag::createCTag() const {
-    auto record = std::make_unique<CTag>();
-    fillRecord(*record, *this);
-    return record.release();
-}
-
-CAmbigTag* CTaggingImpl::_tag::createCAmbigTag() const {
-    auto record = std::make_unique<CAmbigTag>();
-    fillRecord(*record, *this);
-    record->ButtonPressed(ButtonPressed ? 1 : 0);
-    return record.release();
-}
 
 void CTaggingImpl::processTellbusRequest(CTellbusRequest* request) {
     struct Entry {
@@ -156,7 +74,7 @@ void CTaggingImpl::replyToTagRequest(CTellbusRequest& request, Json::Value& repl
     }
     log(SOURCE, "Tag Size: " + stdTools::toString(tags.size()));
     std::vector<_tag> records;
-    forEachElement(tags, [&](Json::Value const& tag) { records.push_back(readTag(tag)); });
+    forEachElement(tags, [&](Json::Value const& tag) { records.push_back(_tag::read(tag)); });
     EnuStatus const result = tagRequest(records, deviceId);
     mTransferStatus = result;
     reply = toJson(result);

@@ -2,6 +2,7 @@
 
 #include "service/StoredTags.h"
 
+#include <algorithm>
 
 namespace {
 
@@ -41,6 +42,9 @@ void CTaggingImpl::publishStoredCount() {
     count += ListOwner<CAmbigTag>(xml.LoadAmbigTags())->Count();
     xml.LoadTagIdMgr();
     sendLocalStatus(static_cast<int>(count), config->maxTagCount());
+std::string CTaggingImpl::makeObjPath(std::string busName) {
+    std::replace(busName.begin(), busName.end(), '.', '/');
+    return "/" + busName;
 }
 
 Json::Value CTaggingImpl::getProperties(bool transfer, bool connection, bool local) {

@@ -1,8 +1,8 @@
 #include "service/CTaggingImpl.h"
 
 #include "bus/CTellbusEventTypes.h"
-#include "bus/JsonText.h"
 #include "ipod/ipodlib.h"
+#include "service/DeviceReport.h"
 #include "service/Guarded.h"
 #include "service/JsonElements.h"
 #include "tagdata/CTagException.h"
@@ -19,7 +19,6 @@ namespace {
 constexpr char RULER[] = "--------------------";
 constexpr char DEVICELISTSOURCE[] = "CTaggingImpl_ProcessDeviceState(Json)";
 constexpr char DEVICESTATESOURCE[] = "CTaggingImpl_ProcessDeviceStateSignal";
-constexpr char IPOD[] = "ipod";
 
 /** Milliseconds. */
 constexpr unsigned int GETDEVICESTIMEOUT = 10000;
@@ -28,36 +27,7 @@ constexpr unsigned int GETDEVICESTIMEOUT = 10000;
 constexpr std::uint16_t TAGGING = 8;
 constexpr std::size_t CAPABILITYROOM = 9;
 
-/** What a text that is missing or does not parse reads as: an empty object. */
-Json::Value parseObject(char const* text) {
-    Json::Value value;
-    if (!parseJson(text == nullptr ? "{}" : text, value)) {
-        value = Json::Value(Json::objectValue);
-    }
-    return value;
-}
-
-bool isIpod(Json::Value const& device) {
-    return device["type"].asString() == IPOD;
-}
-
-std::unique_ptr<CMediaDevice> readDevice(Json::Value const& json) {
-    auto device = std::make_unique<CMediaDevice>();
-    device->Type(json["type"].asString());
-    device->content(json["content"].asString());
-    device->id(json["id"].asInt());
-    device->mountPoint(json["mountPoint"].asString());
-    device->name(json["name"].asString());
-    device->storage(json["storage"].asString());
-    return device;
-}
-
 } // namespace
-
-std::string CTaggingImpl::makeObjPath(std::string busName) {
-    std::replace(busName.begin(), busName.end(), '.', '/');
-    return "/" + busName;
-}
 
 void CTaggingImpl::getDevices() {
     constexpr char SOURCE[] = "CTaggingImpl_getDevices";
@@ -81,7 +51,7 @@ void CTaggingImpl::processTellbusResult(unsigned int const&, char const* result,
     log(SOURCE, RULER);
     log(SOURCE, "ResultName: " + name);
     if (name == GETDEVICES) {
-        ProcessDeviceState(parseObject(result));
+        ProcessDeviceState(parseReport(result));
     }
     log(SOURCE, "Exiting");
     log(SOURCE, RULER);
@@ -136,7 +106,7 @@ void CTaggingImpl::readOrThrow(Read read) {
 }
 
 void CTaggingImpl::ProcessDeviceStateSignal(CTellbusSignal const*& signal) {
-    Json::Value const state = parseObject(signal->data);
+    Json::Value const state = parseReport(signal->data);
     bool available = false;
     Json::Value device;
     log(DEVICESTATESOURCE, "Parsing Available...");

@@ -1,18 +1,14 @@
 #include "service/CTaggingImpl.h"
 
 #include "bus/CTellbusEventTypes.h"
-#include "ipod/ipodlib.h"
 #include "service/DeviceReport.h"
 #include "service/Guarded.h"
 #include "service/JsonElements.h"
+#include "service/TaggingCapability.h"
 #include "tagdata/CTagException.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <fcntl.h>
 #include <memory>
-#include <unistd.h>
 
 namespace {
 
@@ -22,10 +18,6 @@ constexpr char DEVICESTATESOURCE[] = "CTaggingImpl_ProcessDeviceStateSignal";
 
 /** Milliseconds. */
 constexpr unsigned int GETDEVICESTIMEOUT = 10000;
-
-/** The capability that stands for tagging among those that the driver lists. */
-constexpr std::uint16_t TAGGING = 8;
-constexpr std::size_t CAPABILITYROOM = 9;
 
 } // namespace
 
@@ -145,19 +137,5 @@ void CTaggingImpl::removeAllDevices() {
 }
 
 bool CTaggingImpl::isDeviceSupportTagging(std::string mountPoint) {
-    constexpr char SOURCE[] = "CTaggingImpl_IsSupportTagging";
-    int const node = ipod_open(mountPoint.c_str(), O_RDWR);
-    if (node == -1) {
-        log(SOURCE, "open </.FS_info./control> fail");
-        return false;
-    }
-    std::array<std::uint16_t, CAPABILITYROOM> capabilities{};
-    int const count = ipod_get_capabilities(node, capabilities.data(), CAPABILITYROOM, 0);
-    if (count == -1) {
-        log(SOURCE, "ipod_get_capabilities fail");
-    }
-    close(node);
-    // The driver may know more capabilities than there was room for.
-    auto const filled = std::clamp<std::ptrdiff_t>(count, 0, CAPABILITYROOM);
-    return std::count(capabilities.begin(), capabilities.begin() + filled, TAGGING) > 0;
+    return supportsTagging(mTools, mountPoint);
 }

@@ -90,12 +90,12 @@ IpodRequest buttonRequest(std::uint16_t code, std::uint32_t a1, std::uint32_t a2
 
 } // namespace
 
-int ipod_open(char const* mountPoint, int flags) {
-    if (mountPoint == nullptr) {
+int ipod_open(char const* path, int flags) {
+    if (path == nullptr) {
         errno = EINVAL;
         return -1;
     }
-    return openControlNode((std::string(mountPoint) + CONTROLNODE).c_str(), flags);
+    return openControlNode(path, flags);
 }
 
 int ipod_cfg_get(int fd, char const* text, void* buffer, int size) {

@@ -23,11 +23,13 @@
 extern "C" {
 
 /**
- * Opens the control node below a mount point; close() ends it.
+ * Opens a control node; close() ends it.
+ * @param path the node's own path: the mount point with CONTROLNODE of platform/ControlNode.h
+ *             behind it
  * @param flags as for open(); O_RDWR to talk to a driver
- * @return the descriptor, or -1 and errno: EINVAL for a null mount point, else that of open()
+ * @return the descriptor, or -1 and errno: EINVAL for a null path, else that of open()
  */
-int ipod_open(char const* mountPoint, int flags);
+int ipod_open(char const* path, int flags);
 
 /** Asks for the setting `text`; its data go to `buffer`. @return the word */
 int ipod_cfg_get(int fd, char const* text, void* buffer, int size);

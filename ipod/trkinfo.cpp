@@ -148,7 +148,7 @@ ipod_handle* ipod_connect(char const* path, int flags) {
         errno = ENOMEM;
         return nullptr;
     }
-    handle->fd = ipod_open(path, flags | O_RDWR);
+    handle->fd = ipod_open((std::string(path) + CONTROLNODE).c_str(), flags | O_RDWR);
     if (handle->fd == -1) {
         errno = EINVAL;
         return nullptr;

@@ -1,6 +1,9 @@
 #pragma once
 
-/** The control node of an iPod, behind its mount point. */
+/**
+ * The control node of an iPod, behind its mount point. It is appended to the mount point as that
+ * is, and the whole is the path to open.
+ */
 constexpr char CONTROLNODE[] = "/.FS_info./control";
 
 /**

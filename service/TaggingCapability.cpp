@@ -1,6 +1,7 @@
 #include "service/TaggingCapability.h"
 
 #include "ipod/ipodlib.h"
+#include "platform/ControlNode.h"
 
 #include <algorithm>
 #include <array>
@@ -21,7 +22,7 @@ constexpr std::size_t CAPABILITYROOM = 9;
 bool supportsTagging(stdTools const& log, std::string const& mountPoint) {
     // The whole is cut at a U+0000 in the mount point, so that the question goes to the very node
     // to which the tags would go. Test: OpenedNode.BothOpenWhatStandsBeforeAZeroInTheMountPoint.
-    int const node = ipod_open(mountPoint.c_str(), O_RDWR);
+    int const node = ipod_open((mountPoint + CONTROLNODE).c_str(), O_RDWR);
     if (node == -1) {
         log.Output(SOURCE, "open </.FS_info./control> fail", stdTools::Message);
         return false;

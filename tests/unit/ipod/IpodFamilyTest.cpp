@@ -287,7 +287,7 @@ protected:
     int call(std::int32_t status, std::string const& data) {
         ControlNodeReply const reply{status, 0, {data.begin(), data.end()}};
         ServedNode const node(mFolder.path() + CONTROL, reply);
-        int const fd = ipod_open(mFolder.path().c_str(), O_RDWR);
+        int const fd = ipod_open((mFolder.path() + CONTROL).c_str(), O_RDWR);
         EXPECT_NE(-1, fd);
         errno = 0;
         int const result = GetParam().call(fd, mMemory);
@@ -481,10 +481,10 @@ TEST(IpodSizes, NegativeAndOverlongOnesAreRefusedBeforeAnythingIsSent) {
     EXPECT_EQ("", driver.taken());
 }
 
-TEST(IpodOpen, OpensTheNodeBelowTheMountPoint) {
+TEST(IpodOpen, OpensTheNodeAtThePath) {
     TempDir const folder;
     ServedNode const node(folder.path("ipod0") + CONTROL, ControlNodeReply{4, 0, {}});
-    int const fd = ipod_open(folder.path("ipod0").c_str(), O_RDWR);
+    int const fd = ipod_open((folder.path("ipod0") + CONTROL).c_str(), O_RDWR);
     EXPECT_EQ(4, ipod_reidentify(fd));
     close(fd);
 }
@@ -497,9 +497,11 @@ TEST(IpodOpen, TellsWhyItCannot) {
     EXPECT_EQ(EINVAL, errno);
 }
 
-TEST(IpodOpen, AnEmptyMountPointIsTheRootOfTheFileSystem) {
-    EXPECT_EQ(-1, ipod_open("", O_RDWR));
-    EXPECT_EQ(ENOENT, errno) << "/.FS_info./control is not there";
+TEST(IpodOpen, AppendsNothingToThePath) {
+    TempDir const folder;
+    ServedNode const node(folder.path("ipod0") + CONTROL);
+    EXPECT_EQ(-1, ipod_open(folder.path("ipod0").c_str(), O_RDWR));
+    EXPECT_EQ(EISDIR, errno) << "the mount point itself";
 }
 
 } // namespace

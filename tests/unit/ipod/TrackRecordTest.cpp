@@ -352,7 +352,7 @@ TEST_F(IpodConnect, ANodeThatIsNoSocketOpensAndRefusesEveryMessage) {
 TEST_F(IpodConnect, OpensForReadingAndWritingWhateverTheFlags) {
     // A folder opens for reading only.
     std::filesystem::create_directories(mFolder.path(".FS_info./control"));
-    int const fd = ipod_open(mFolder.path().c_str(), O_RDONLY);
+    int const fd = ipod_open((mFolder.path() + CONTROL).c_str(), O_RDONLY);
     EXPECT_NE(-1, fd);
     close(fd);
     expectFailure(mFolder.path().c_str(), EINVAL);

@@ -3,6 +3,7 @@
 #include "bus/CSvcClientBase.h"
 #include "bus/CSvcImplBase.h"
 #include "service/MediaDevice.h"
+#include "service/Replies.h"
 #include "service/RequestedTag.h"
 #include "service/TaggingStatus.h"
 #include "service/stdTools.h"
@@ -22,11 +23,6 @@ constexpr char MEDIASERVICE[] = "com.veldan.service.Media";
 /** Method of the media service that lists its devices, and the context that marks its answer. */
 constexpr char GETDEVICES[] = "getDevices";
 
-/** The signals, and the properties of "getProperties". */
-constexpr char LOCALSTATUS[] = "localStatus";
-constexpr char CONNECTIONSTATUS[] = "connectionStatus";
-constexpr char TRANSFERSTATUS[] = "transferStatus";
-
 /**
  * The service object: a service on the bus and a client of the media service.
  *
@@ -41,14 +37,6 @@ constexpr char TRANSFERSTATUS[] = "transferStatus";
  */
 class CTaggingImpl : public CSvcClientBase, public CSvcImplBase {
 public:
-
-    /** Answer to "checkTag": the identity that was asked for, and whether the device has it. */
-    struct _Taggable {
-        bool tagged = false;
-        std::string Name;
-        std::string Artist;
-        std::string iTunesSongID;
-    };
     using _Status = TaggingStatus;
     using EnuStatus = TaggingStatus::Number;
     static constexpr EnuStatus OK = TaggingStatus::OK;
@@ -66,6 +54,7 @@ public:
 
     using _tag = RequestedTag;
 
+    using _Taggable = Taggable;
 
     /**
      * Brings up the bus, publishes the service, publishes the first "localStatus" and asks the
@@ -160,14 +149,6 @@ private:
     Json::Value transferStatus() const;
     void emitStatus(char const* name, Json::Value const& body);
 
-    // Dispatch: each fills the reply of one method.
-    using Method = void (CTaggingImpl::*)(CTellbusRequest&, Json::Value& reply);
-    void replyToTagRequest(CTellbusRequest& request, Json::Value& reply);
-    void replyToClearAllLocalTags(CTellbusRequest& request, Json::Value& reply);
-    void replyToGetProperties(CTellbusRequest& request, Json::Value& reply);
-    void replyToCheckTag(CTellbusRequest& request, Json::Value& reply);
-    void replyToUnknownMethod(CTellbusRequest& request, Json::Value& reply);
-
     // Storing.
     void addNewTags(StoredTags& stored, std::vector<_tag> const& tags);
     void offerToDevices(StoreAttempt& attempt);
@@ -176,6 +157,13 @@ private:
     void writeDevice(StoreAttempt& attempt, CMediaDevice const& device);
     void storeLocally(StoreAttempt& attempt);
     void recordStoredLocally(StoreAttempt& attempt);
+
+    // Dispatch.
+    Json::Value replyTo(CTellbusRequest& request);
+    Json::Value answerTagRequest(CTellbusRequest& request);
+    Json::Value answerClearAllLocalTags(CTellbusRequest& request);
+    Json::Value answerGetProperties(CTellbusRequest& request);
+    Json::Value answerCheckTag(CTellbusRequest& request);
 
     // Devices.
     void addDevices(Json::Value const& devices);

@@ -28,31 +28,13 @@ CTagIdInfo readIdentity(Json::Value const& json) {
 } // namespace
 
 void CTaggingImpl::processTellbusRequest(CTellbusRequest* request) {
-    struct Entry {
-        char const* name;
-        Method method;
-    };
-    static constexpr std::array<Entry, 4> METHODS = {{
-        {"tagRequest", &CTaggingImpl::replyToTagRequest},
-        {"clearAllLocalTags", &CTaggingImpl::replyToClearAllLocalTags},
-        {"getProperties", &CTaggingImpl::replyToGetProperties},
-        {"checkTag", &CTaggingImpl::replyToCheckTag},
-    }};
-
     if (request == nullptr) {
         return;
     }
-    Json::Value reply(Json::objectValue);
     log(SOURCE, "-----< START >-----");
     log(SOURCE, "in processTellbusRequest");
     log(SOURCE, "Method: " + request->method);
-    auto const* const entry =
-        std::find_if(METHODS.begin(), METHODS.end(), [request](Entry const& candidate) {
-            return request->method == candidate.name;
-        });
-    Method const method =
-        entry == METHODS.end() ? &CTaggingImpl::replyToUnknownMethod : entry->method;
-    (this->*method)(*request, reply);
+    Json::Value const reply = replyTo(*request);
     log(SOURCE, "-----< END >-----");
     if (request->noReplyExpected) {
         request->freeRequestContext();
@@ -61,57 +43,51 @@ void CTaggingImpl::processTellbusRequest(CTellbusRequest* request) {
     }
 }
 
-void CTaggingImpl::replyToTagRequest(CTellbusRequest& request, Json::Value& reply) {
-    Json::Value const& params = request.parameters;
-    int const deviceId = readDeviceId(params);
-    Json::Value const tags = params.get("tags", Json::nullValue);
-    if (!hasElements(tags)) {
-        // The value of this one reply is text, and clients depend on either form.
-        // Test: test_no_tags_required_value_as_text.
-        reply["Name"] = _Status(ERROR).Name;
-        reply["Value"] = stdTools::toString(ERROR);
-        return;
+Json::Value CTaggingImpl::replyTo(CTellbusRequest& request) {
+    using Method = Json::Value (CTaggingImpl::*)(CTellbusRequest&);
+    struct Entry {
+        char const* name;
+        Method method;
+    };
+    static constexpr std::array<Entry, 4> METHODS = {{
+        {"tagRequest", &CTaggingImpl::answerTagRequest},
+        {"clearAllLocalTags", &CTaggingImpl::answerClearAllLocalTags},
+        {"getProperties", &CTaggingImpl::answerGetProperties},
+        {"checkTag", &CTaggingImpl::answerCheckTag},
+    }};
+    auto const* const entry =
+        std::find_if(METHODS.begin(), METHODS.end(), [&request](Entry const& candidate) {
+            return request.method == candidate.name;
+        });
+    if (entry == METHODS.end()) {
+        log(SOURCE, "Unknown method:" + request.method);
+        return replyToUnknownMethod();
     }
-    log(SOURCE, "Tag Size: " + stdTools::toString(tags.size()));
-    std::vector<_tag> records;
-    forEachElement(tags, [&](Json::Value const& tag) { records.push_back(_tag::read(tag)); });
-    EnuStatus const result = tagRequest(records, deviceId);
-    mTransferStatus = result;
-    reply = toJson(result);
-    if (result == OK) {
-        request.noReplyExpected = true;
-    }
+    return (this->*entry->method)(request);
 }
 
-void CTaggingImpl::replyToClearAllLocalTags(CTellbusRequest&, Json::Value& reply) {
-    reply = toJson(clearAllLocalTags());
+Json::Value CTaggingImpl::answerTagRequest(CTellbusRequest& request) {
+    auto const store = [&](std::vector<_tag>& tags, int deviceId) {
+        EnuStatus const result = tagRequest(tags, deviceId);
+        mTransferStatus = result;
+        if (result == OK) {
+            request.noReplyExpected = true;
+        }
+        return result;
+    };
+    return replyToTagRequest(request.parameters, store,
+                             [this](std::string const& line) { log(SOURCE, line); });
 }
 
-void CTaggingImpl::replyToGetProperties(CTellbusRequest& request, Json::Value& reply) {
-    bool transfer = false;
-    bool connection = false;
-    bool local = false;
-    Json::Value const props = request.parameters.get("props", Json::nullValue);
-    forEachElement(props, [&](Json::Value const& prop) {
-        std::string const name = prop.asString();
-        transfer = transfer || name == TRANSFERSTATUS;
-        connection = connection || name == CONNECTIONSTATUS;
-        local = local || name == LOCALSTATUS;
-    });
-    reply = getProperties(transfer, connection, local);
+Json::Value CTaggingImpl::answerClearAllLocalTags(CTellbusRequest&) {
+    return toJson(clearAllLocalTags());
 }
 
-void CTaggingImpl::replyToCheckTag(CTellbusRequest& request, Json::Value& reply) {
-    _Taggable const result = checkTag(request.parameters);
-    reply["Artist"] = result.Artist;
-    reply["Name"] = result.Name;
-    reply["iTunesSongID"] = result.iTunesSongID;
-    reply["tagged"] = result.tagged;
-}
-
-void CTaggingImpl::replyToUnknownMethod(CTellbusRequest& request, Json::Value& reply) {
-    log(SOURCE, "Unknown method:" + request.method);
-    reply["errCode"] = "eFail";
+Json::Value CTaggingImpl::answerGetProperties(CTellbusRequest& request) {
+    return replyToGetProperties(request.parameters,
+                                [this](bool transfer, bool connection, bool local) {
+                                    return getProperties(transfer, connection, local);
+                                });
 }
 
 CTaggingImpl::_Taggable CTaggingImpl::checkTag(Json::Value const& params) {

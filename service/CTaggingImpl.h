@@ -16,6 +16,7 @@
 
 class StoredTags;
 class XMLTools;
+struct Surroundings;
 
 /** The service that reports the attached devices, on the bus. */
 constexpr char MEDIASERVICE[] = "com.veldan.service.Media";
@@ -135,9 +136,7 @@ public:
     bool isDeviceFull(unsigned int deviceId);
 
 private:
-    struct StoreAttempt;
     struct TransferAttempt;
-    enum class Next { WriteDevice, NextDevice, StopWalk };
 
     void log(char const* source, std::string const& message,
              stdTools::ErrorLevel level = stdTools::Message);
@@ -148,15 +147,6 @@ private:
     Json::Value connectionStatus() const;
     Json::Value transferStatus() const;
     void emitStatus(char const* name, Json::Value const& body);
-
-    // Storing.
-    void addNewTags(StoredTags& stored, std::vector<_tag> const& tags);
-    void offerToDevices(StoreAttempt& attempt);
-    Next chooseByPolicy(StoreAttempt& attempt, CMediaDevice const& device);
-    Next chooseIfSpecified(StoreAttempt& attempt, CMediaDevice const& device);
-    void writeDevice(StoreAttempt& attempt, CMediaDevice const& device);
-    void storeLocally(StoreAttempt& attempt);
-    void recordStoredLocally(StoreAttempt& attempt);
 
     // Dispatch.
     Json::Value replyTo(CTellbusRequest& request);
@@ -176,6 +166,8 @@ private:
     void transferToDevices(TransferAttempt& attempt);
     void transferToDevice(TransferAttempt& attempt, CMediaDevice const& device);
     void keepStoredTags(TransferAttempt& attempt);
+    // Tags.
+    Surroundings surroundings();
 
     unsigned int mDeviceStateSubscription = 0;
     unsigned int mDeviceId = 0;

@@ -111,3 +111,11 @@ void CTaggingImpl::emitStatus(char const* name, Json::Value const& body) {
 void CTaggingImpl::log(char const* source, std::string const& message, stdTools::ErrorLevel level) {
     mTools.Output(source, message, level);
 }
+
+void CTaggingImpl::SonglatchingReady() {
+    log("CTaggingImpl_SonglatchingReady", "fired");
+}
+
+bool CTaggingImpl::isDeviceFull(unsigned int) {
+    return true;
+}

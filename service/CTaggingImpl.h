@@ -136,8 +136,6 @@ public:
     bool isDeviceFull(unsigned int deviceId);
 
 private:
-    struct TransferAttempt;
-
     void log(char const* source, std::string const& message,
              stdTools::ErrorLevel level = stdTools::Message);
 
@@ -162,10 +160,6 @@ private:
     template <class Read>
     void readOrThrow(Read read);
 
-    // Transfer.
-    void transferToDevices(TransferAttempt& attempt);
-    void transferToDevice(TransferAttempt& attempt, CMediaDevice const& device);
-    void keepStoredTags(TransferAttempt& attempt);
     // Tags.
     Surroundings surroundings();
 

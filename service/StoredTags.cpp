@@ -1,6 +1,7 @@
 #include "service/StoredTags.h"
 
 #include "service/Guarded.h"
+#include "service/MediaDevice.h"
 
 namespace {
 
@@ -51,6 +52,22 @@ int StoredTags::newTagIdCount() const {
     return mXml.newTagIdCount;
 }
 
+void StoredTags::recordForDevices(std::vector<CMediaDevice*> const& devices) {
+    ::recordForDevices(mXml, mTags.get(), mAmbigTags.get(), devices);
+}
+
 void StoredTags::writeToIpod(std::string const& mountPoint, unsigned int deviceId) {
     mXml.CraftAppleXML(mConfig.get(), mTags.get(), mAmbigTags.get(), mountPoint, deviceId);
+}
+
+void recordForDevices(XMLTools& xml, CLinkedList<CTag>* tags, CLinkedList<CAmbigTag>* ambigTags,
+                      std::vector<CMediaDevice*> const& devices) {
+    std::vector<unsigned int> ids;
+    for (CMediaDevice const* device : devices) {
+        if (device != nullptr) {
+            ids.push_back(static_cast<unsigned int>(device->id()));
+        }
+    }
+    xml.UpdateTagIds(tags, ambigTags, ids);
+    xml.WriteTagIdMgrXML();
 }

@@ -7,6 +7,10 @@
 #include "tagdata/CTag.h"
 
 #include <memory>
+#include <string>
+#include <vector>
+
+class CMediaDevice;
 
 /** The device id that names no device. */
 constexpr unsigned int NODEVICE = 0xFFFFFFFF;
@@ -33,7 +37,10 @@ public:
     /** Single tags plus half the ambiguous candidates, rounded down. All limits use it. */
     int total() const;
 
-    /** Rewrites both tag files as empty documents; the lists in memory stay. */
+    /**
+     * Rewrites both tag files as empty documents; the lists in memory stay. Nothing need be loaded.
+     * @throws CTagException* if the configuration file cannot be parsed
+     */
     void emptyFiles();
 
     /** Rewrites Tags.xml from the list, less the new tags that deviceId already has. */
@@ -46,10 +53,12 @@ public:
     /** How many of the recorded tags deviceId did not have yet; ambiguous candidates count half. */
     int newTagIdCount() const;
 
+    /** Records all tags of both lists for all the devices, null ones left out, in the file too. */
+    void recordForDevices(std::vector<CMediaDevice*> const& devices);
+
     /** Hands the lists to the iPod mounted there. @throws CTagException* with ExIpodWrite */
     void writeToIpod(std::string const& mountPoint, unsigned int deviceId);
 
-    XMLTools& xml() { return mXml; }
     CConfigInfo& config() { return *mConfig; }
     CLinkedList<CTag>* tags() { return mTags.get(); }
     CLinkedList<CAmbigTag>* ambigTags() { return mAmbigTags.get(); }
@@ -60,3 +69,7 @@ private:
     ListOwner<CTag> mTags;
     ListOwner<CAmbigTag> mAmbigTags;
 };
+
+/** Records all tags of both lists for all the devices, null ones left out, in the file too. */
+void recordForDevices(XMLTools& xml, CLinkedList<CTag>* tags, CLinkedList<CAmbigTag>* ambigTags,
+                      std::vector<CMediaDevice*> const& devices);

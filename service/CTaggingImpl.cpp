@@ -31,17 +31,16 @@ CTaggingImpl::~CTaggingImpl() {
 }
 
 void CTaggingImpl::publishStoredCount() {
-    XMLTools xml(mDeviceId, mTools.DEBUG);
-    std::unique_ptr<CConfigInfo> const config(xml.LoadConfig());
-    if (config == nullptr) {
+    StoredTags stored(mDeviceId, mTools.DEBUG);
+    if (!stored.loadConfig()) {
         return;
     }
+    stored.loadTagsOrThrow();
     // Ambiguous candidates are not halved in this first value, unlike in all later ones.
-    // Test: test_required_candidates_count_whole_in_the_first_status_and_half_later.
-    unsigned long count = ListOwner<CTag>(xml.LoadTags())->Count();
-    count += ListOwner<CAmbigTag>(xml.LoadAmbigTags())->Count();
-    xml.LoadTagIdMgr();
-    sendLocalStatus(static_cast<int>(count), config->maxTagCount());
+    // Test: test_candidates_count_whole_in_the_first_status_and_half_later.
+    sendLocalStatus(stored.records(), stored.config().maxTagCount());
+}
+
 std::string CTaggingImpl::makeObjPath(std::string busName) {
     std::replace(busName.begin(), busName.end(), '.', '/');
     return "/" + busName;

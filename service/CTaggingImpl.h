@@ -14,7 +14,6 @@
 #include <string>
 #include <vector>
 
-class StoredTags;
 class XMLTools;
 struct Surroundings;
 

@@ -1,9 +1,6 @@
 #include "service/CTaggingImpl.h"
 
 #include "bus/CTellbusRequest.h"
-#include "service/JsonElements.h"
-#include "service/StoredTags.h"
-#include "tagdata/CTagIdMgr.h"
 
 #include <algorithm>
 #include <array>
@@ -11,19 +8,6 @@
 namespace {
 
 constexpr char SOURCE[] = "CTaggingImpl_processTellbusRequest";
-constexpr char CHECKTAGSOURCE[] = "CTaggingImpl_checkTag";
-
-/** The identity that a "checkTag" without a song id looks for. */
-constexpr char NOSONGID[] = "0xFFFFFFFF";
-
-CTagIdInfo readIdentity(Json::Value const& json) {
-    CTagIdInfo identity;
-    identity.iTunesSongID = NOSONGID;
-    readIfPresent(json, "Name", identity.Name);
-    readIfPresent(json, "Artist", identity.Artist);
-    readIfPresent(json, "iTunesSongID", identity.iTunesSongID);
-    return identity;
-}
 
 } // namespace
 
@@ -90,29 +74,6 @@ Json::Value CTaggingImpl::answerGetProperties(CTellbusRequest& request) {
                                 });
 }
 
-CTaggingImpl::_Taggable CTaggingImpl::checkTag(Json::Value const& params) {
-    log(CHECKTAGSOURCE, "Enter checkTag");
-    _Taggable result;
-    CTagIdInfo identity = readIdentity(Json::nullValue);
-    Json::Value const tagInfo = params.get("tagInfo", Json::nullValue);
-    if (hasElements(tagInfo)) {
-        identity = readIdentity(tagInfo[0U]);
-        result.Name = identity.Name;
-        result.Artist = identity.Artist;
-        result.iTunesSongID = identity.iTunesSongID;
-    }
-    int const deviceId = readDeviceId(params);
-    log(CHECKTAGSOURCE, "Get Tag info data");
-    XMLTools xml(mDeviceId, mTools.DEBUG);
-    std::unique_ptr<CConfigInfo> const config(xml.LoadConfig());
-    if (config == nullptr) {
-        return result;
-    }
-    log(CHECKTAGSOURCE, "LoadConfig success!");
-    if (CTagIdManager* const registry = xml.LoadTagIdMgr()) {
-        log(CHECKTAGSOURCE, "LoadTagIdMgr success!");
-        result.tagged = registry->isTagIdExist(identity, static_cast<unsigned int>(deviceId));
-        log(CHECKTAGSOURCE, "isTagIdExist success!");
-    }
-    return result;
+Json::Value CTaggingImpl::answerCheckTag(CTellbusRequest& request) {
+    return replyToCheckTag(checkTag(request.parameters));
 }

@@ -4,10 +4,30 @@
 #include "service/CTaggingImpl.h"
 
 #include "service/Guarded.h"
+#include "service/JsonElements.h"
 #include "service/StoredTags.h"
 #include "service/Storing.h"
 #include "service/Surroundings.h"
 #include "service/Transfer.h"
+#include "tagdata/CTagIdMgr.h"
+
+namespace {
+
+constexpr char CHECKTAGSOURCE[] = "CTaggingImpl_checkTag";
+
+/** The identity that a "checkTag" without a song id looks for. */
+constexpr char NOSONGID[] = "0xFFFFFFFF";
+
+CTagIdInfo readIdentity(Json::Value const& json) {
+    CTagIdInfo identity;
+    identity.iTunesSongID = NOSONGID;
+    readIfPresent(json, "Name", identity.Name);
+    readIfPresent(json, "Artist", identity.Artist);
+    readIfPresent(json, "iTunesSongID", identity.iTunesSongID);
+    return identity;
+}
+
+} // namespace
 
 Surroundings CTaggingImpl::surroundings() {
     return {mDevices, mTools, [this](int current) { sendLocalStatus(current, -1); },
@@ -41,4 +61,30 @@ CTaggingImpl::EnuStatus CTaggingImpl::clearAllLocalTags() {
         sendLocalStatus(0, -1);
     });
     return cleared ? OK : ERROR;
+}
+
+CTaggingImpl::_Taggable CTaggingImpl::checkTag(Json::Value const& params) {
+    log(CHECKTAGSOURCE, "Enter checkTag");
+    _Taggable result;
+    CTagIdInfo identity = readIdentity(Json::nullValue);
+    Json::Value const tagInfo = params.get("tagInfo", Json::nullValue);
+    if (hasElements(tagInfo)) {
+        identity = readIdentity(tagInfo[0U]);
+        result.Name = identity.Name;
+        result.Artist = identity.Artist;
+        result.iTunesSongID = identity.iTunesSongID;
+    }
+    int const deviceId = readDeviceId(params);
+    log(CHECKTAGSOURCE, "Get Tag info data");
+    StoredTags stored(mDeviceId, mTools.DEBUG);
+    if (!stored.loadConfig()) {
+        return result;
+    }
+    log(CHECKTAGSOURCE, "LoadConfig success!");
+    if (stored.loadRegistry()) {
+        log(CHECKTAGSOURCE, "LoadTagIdMgr success!");
+        result.tagged = stored.isRecorded(identity, static_cast<unsigned int>(deviceId));
+        log(CHECKTAGSOURCE, "isTagIdExist success!");
+    }
+    return result;
 }

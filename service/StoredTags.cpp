@@ -2,6 +2,7 @@
 
 #include "service/Guarded.h"
 #include "service/MediaDevice.h"
+#include "tagdata/CTagIdMgr.h"
 
 namespace {
 
@@ -27,6 +28,21 @@ void StoredTags::loadTags() {
     guarded([this] { mXml.LoadTagIdMgr(); });
 }
 
+void StoredTags::loadTagsOrThrow() {
+    mTags.reset(mXml.LoadTags());
+    mAmbigTags.reset(mXml.LoadAmbigTags());
+    mXml.LoadTagIdMgr();
+}
+
+bool StoredTags::loadRegistry() {
+    mRegistry = mXml.LoadTagIdMgr();
+    return mRegistry != nullptr;
+}
+
+int StoredTags::records() const {
+    return static_cast<int>(mTags->Count() + mAmbigTags->Count());
+}
+
 int StoredTags::total() const {
     return static_cast<int>(mTags->Count() + mAmbigTags->Count() / 2);
 }
@@ -50,6 +66,10 @@ void StoredTags::recordNewTags(unsigned int deviceId) {
 
 int StoredTags::newTagIdCount() const {
     return mXml.newTagIdCount;
+}
+
+bool StoredTags::isRecorded(CTagIdInfo const& identity, unsigned int deviceId) const {
+    return mRegistry->isTagIdExist(identity, deviceId);
 }
 
 void StoredTags::recordForDevices(std::vector<CMediaDevice*> const& devices) {

@@ -11,6 +11,8 @@
 #include <vector>
 
 class CMediaDevice;
+class CTagIdInfo;
+class CTagIdManager;
 
 /** The device id that names no device. */
 constexpr unsigned int NODEVICE = 0xFFFFFFFF;
@@ -18,7 +20,7 @@ constexpr unsigned int NODEVICE = 0xFFFFFFFF;
 /**
  * The stored tags for one piece of work: loaded from the files at its start, owned here, and
  * written back by whoever changed them. Nothing is kept between two pieces of work; the files are
- * the state.
+ * the state. The service reaches its files through this class alone.
  */
 class StoredTags {
 public:
@@ -33,7 +35,13 @@ public:
 
     /** Loads both tag files and the registry. What cannot be loaded counts as empty. */
     void loadTags();
+    /** The same, but what cannot be loaded ends the piece of work. @throws CTagException* */
+    void loadTagsOrThrow();
+    /** Loads the registry alone. @return whether there is one @throws CTagException* */
+    bool loadRegistry();
 
+    /** All single tags and all ambiguous candidates. */
+    int records() const;
     /** Single tags plus half the ambiguous candidates, rounded down. All limits use it. */
     int total() const;
 
@@ -53,6 +61,8 @@ public:
     /** How many of the recorded tags deviceId did not have yet; ambiguous candidates count half. */
     int newTagIdCount() const;
 
+    /** Whether the registry lists the identity for deviceId. Needs loadRegistry(). */
+    bool isRecorded(CTagIdInfo const& identity, unsigned int deviceId) const;
     /** Records all tags of both lists for all the devices, null ones left out, in the file too. */
     void recordForDevices(std::vector<CMediaDevice*> const& devices);
 
@@ -68,6 +78,7 @@ private:
     std::unique_ptr<CConfigInfo> mConfig;
     ListOwner<CTag> mTags;
     ListOwner<CAmbigTag> mAmbigTags;
+    CTagIdManager* mRegistry = nullptr; ///< owned by mXml
 };
 
 /** Records all tags of both lists for all the devices, null ones left out, in the file too. */

@@ -44,9 +44,9 @@ void setDelay(Faults& faults, std::string const& text) {
 
 void setVanish(Faults& faults, std::string const& text) {
     if (text == "caps") {
-        faults.vanish = Faults::Vanish::Capabilities;
+        faults.vanish = Faults::Vanish::OnCapabilities;
     } else if (text == "write") {
-        faults.vanish = Faults::Vanish::Tags;
+        faults.vanish = Faults::Vanish::OnTags;
     } else {
         throw std::invalid_argument("\"" + text + "\" is no exchange");
     }
@@ -104,7 +104,8 @@ Faults Faults::from(Command const& command) {
     return faults;
 }
 
-bool Faults::vanishesFrom(bool capabilities, bool tags) const {
-    return vanish == Vanish::Always || (capabilities && vanish == Vanish::Capabilities)
-           || (tags && vanish == Vanish::Tags);
+bool Faults::vanishesFrom(DriverRequest request) const {
+    return vanish == Vanish::Always
+           || (request == DriverRequest::GetCapabilities && vanish == Vanish::OnCapabilities)
+           || (request == DriverRequest::SendTags && vanish == Vanish::OnTags);
 }

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "rig/Command.h"
+#include "rig/DriverMessages.h"
 
 #include <chrono>
 
 /** What an iPod's driver is told to do wrong. */
 struct Faults {
     /** The exchanges in which the driver goes away instead of answering. */
-    enum class Vanish { Never, Capabilities, Tags, Always };
+    enum class Vanish { Never, OnCapabilities, OnTags, Always };
 
     bool refuseOpen = false;
     int capabilitiesErrno = 0;
@@ -22,6 +23,6 @@ struct Faults {
     /** Reads words as in "open caps=EIO write=ENOSPC:7 slow=200 vanish". */
     static Faults from(Command const& command);
 
-    /** Whether the driver goes away from an exchange that asks for capabilities or brings tags. */
-    bool vanishesFrom(bool capabilities, bool tags) const;
+    /** Whether the driver goes away from such an exchange. */
+    bool vanishesFrom(DriverRequest request) const;
 };

@@ -6,7 +6,7 @@
 #include <utility>
 
 Driver::Driver(int device, std::string const& mountPoint, Capabilities capabilities,
-               Report& report)
+               ReportStream& report)
     : mDevice(device), mCapabilities(std::move(capabilities)), mLanding(mountPoint),
       mReport(report) {}
 

@@ -4,7 +4,7 @@
 #include "rig/DriverMessages.h"
 #include "rig/Faults.h"
 #include "rig/Landing.h"
-#include "rig/Report.h"
+#include "rig/ReportStream.h"
 
 #include <string>
 
@@ -17,7 +17,7 @@
 class Driver {
 public:
     Driver(int device, std::string const& mountPoint, Capabilities capabilities,
-           Report& report);
+           ReportStream& report);
 
     Capabilities const& capabilities() const { return mCapabilities; }
     void setCapabilities(Capabilities capabilities) { mCapabilities = std::move(capabilities); }
@@ -41,5 +41,5 @@ private:
     Capabilities mCapabilities;
     Faults mFaults;
     Landing mLanding;
-    Report& mReport;
+    ReportStream& mReport;
 };

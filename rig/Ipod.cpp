@@ -11,7 +11,7 @@ constexpr char IPOD[] = "ipod";
 
 } // namespace
 
-Ipod::Ipod(Device device, Capabilities capabilities, Report& report)
+Ipod::Ipod(Device device, Capabilities capabilities, ReportStream& report)
     : mDevice(std::move(device)),
       mDriver(mDevice.id, mDevice.mountPoint, std::move(capabilities), report),
       mLoop([this](ControlNodePeer& peer) {

@@ -5,7 +5,7 @@
 #include "rig/Driver.h"
 #include "rig/DriverLoop.h"
 #include "rig/Faults.h"
-#include "rig/Report.h"
+#include "rig/ReportStream.h"
 
 /**
  * A device and, if it is an iPod, the driver behind its control node.
@@ -16,7 +16,7 @@
 class Ipod {
 public:
     /** @throws std::runtime_error if the system has no room for it */
-    Ipod(Device device, Capabilities capabilities, Report& report);
+    Ipod(Device device, Capabilities capabilities, ReportStream& report);
 
     /** Offers the node; does nothing for what is no iPod. @throws std::runtime_error if it fails */
     void serve();

@@ -36,7 +36,7 @@ char const* nameOf(MediaService::Answer answer) {
 
 } // namespace
 
-MediaService::MediaService(Report& report) : mReport(report) {
+MediaService::MediaService(ReportStream& report) : mReport(report) {
     setDevices(Json::arrayValue);
     require(TELLBUS_initialize(), "TELLBUS_initialize");
     require(TELLBUS_getConnection(0, 0, &mConnection), "joining the bus");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rig/Report.h"
+#include "rig/ReportStream.h"
 
 #include <json/json.h>
 #include <mutex>
@@ -24,7 +24,7 @@ public:
      * Joins the bus and takes the name.
      * @throws std::runtime_error if there is no bus or the name is taken
      */
-    explicit MediaService(Report& report);
+    explicit MediaService(ReportStream& report);
     ~MediaService();
     MediaService(MediaService const&) = delete;
     MediaService& operator=(MediaService const&) = delete;
@@ -44,7 +44,7 @@ private:
     void reply(void* requestContext, std::string const& method);
     void replyToGetDevices(void* requestContext);
 
-    Report& mReport;
+    ReportStream& mReport;
     std::mutex mMutex;
     Answer mAnswer = Answer::List;
     std::string mText;

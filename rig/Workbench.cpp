@@ -39,7 +39,7 @@ Workbench::Entry const Workbench::ENTRIES[] = {
     {"quit", &Workbench::quit, "quit", "ends the rig"},
 };
 
-Workbench::Workbench(Report& report) : mReport(report), mMedia(report) {}
+Workbench::Workbench(ReportStream& report) : mReport(report), mMedia(report) {}
 
 void Workbench::perform(std::string const& line) {
     try {

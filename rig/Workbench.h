@@ -3,7 +3,7 @@
 #include "rig/Command.h"
 #include "rig/Ipod.h"
 #include "rig/MediaService.h"
-#include "rig/Report.h"
+#include "rig/ReportStream.h"
 
 #include <memory>
 #include <vector>
@@ -16,7 +16,7 @@
 class Workbench {
 public:
     /** @throws std::runtime_error if the media service cannot join the bus */
-    explicit Workbench(Report& report);
+    explicit Workbench(ReportStream& report);
 
     /** Carries out one line of input; what cannot be done is reported. */
     void perform(std::string const& line);
@@ -50,7 +50,7 @@ private:
     void publishList();
     void emit(Device const& device, bool available);
 
-    Report& mReport;
+    ReportStream& mReport;
     MediaService mMedia;
     std::vector<std::unique_ptr<Ipod>> mDevices;
     bool mEnded = false;

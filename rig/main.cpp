@@ -1,6 +1,6 @@
 // songlatch-rig: stands in for what surrounds the service in a car. See docs/workbench.md.
 #include "rig/CommandReader.h"
-#include "rig/Report.h"
+#include "rig/ReportStream.h"
 #include "rig/Workbench.h"
 
 #include <csignal>
@@ -69,7 +69,7 @@ void play(std::string const& script, Workbench& workbench) {
     }
 }
 
-void run(Options const& options, Report& report) {
+void run(Options const& options, ReportStream& report) {
     CommandReader reader(STDIN_FILENO);
     Workbench workbench(report);
     report.line("ready");
@@ -93,7 +93,7 @@ void run(Options const& options, Report& report) {
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     xmlInitParser();
-    Report report(STDOUT_FILENO);
+    ReportStream report(STDOUT_FILENO);
     try {
         Options const options = optionsOf({argv + 1, argv + argc});
         if (options.help) {

@@ -1,4 +1,4 @@
-#include "rig/Report.h"
+#include "rig/ReportStream.h"
 
 #include <cerrno>
 #include <unistd.h>
@@ -18,15 +18,15 @@ void writeWhole(int descriptor, std::string const& text) {
 
 } // namespace
 
-Report::Report(int descriptor) : mDescriptor(descriptor) {}
+ReportStream::ReportStream(int descriptor) : mDescriptor(descriptor) {}
 
-void Report::line(char const* event, Json::Value fields) {
+void ReportStream::line(char const* event, Json::Value fields) {
     fields["event"] = event;
     std::lock_guard<std::mutex> const lock(mMutex);
     writeWhole(mDescriptor, mWriter.write(fields));
 }
 
-void Report::error(std::string const& message) {
+void ReportStream::error(std::string const& message) {
     Json::Value fields;
     fields["message"] = message;
     line("error", fields);

@@ -9,10 +9,10 @@
  *
  * Lines come from several threads, whole and in the order of the calls.
  */
-class Report {
+class ReportStream {
 public:
     /** @param descriptor where the lines go; not closed here */
-    explicit Report(int descriptor);
+    explicit ReportStream(int descriptor);
 
     /** Writes the fields as one line, with "event" added. A reader that is gone costs the line. */
     void line(char const* event, Json::Value fields = Json::objectValue);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -24,6 +25,14 @@ void ReportStream::line(char const* event, Json::Value fields) {
     fields["event"] = event;
     std::lock_guard<std::mutex> const lock(mMutex);
     writeWhole(mDescriptor, mWriter.write(fields));
+    if (mWatcher) {
+        mWatcher(fields);
+    }
+}
+
+void ReportStream::watch(Watcher watcher) {
+    std::lock_guard<std::mutex> const lock(mMutex);
+    mWatcher = std::move(watcher);
 }
 
 void ReportStream::error(std::string const& message) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <json/json.h>
 #include <mutex>
 #include <string>
@@ -17,6 +18,10 @@ public:
     /** Writes the fields as one line, with "event" added. A reader that is gone costs the line. */
     void line(char const* event, Json::Value fields = Json::objectValue);
 
+    /** Is told of each line too, in their order, on the thread of its caller; null: nobody. */
+    using Watcher = std::function<void(Json::Value const&)>;
+    void watch(Watcher watcher);
+
     /** The line of something that could not be done. */
     void error(std::string const& message);
 
@@ -24,4 +29,5 @@ private:
     int mDescriptor;
     std::mutex mMutex;
     Json::FastWriter mWriter;
+    Watcher mWatcher;
 };

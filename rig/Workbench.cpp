@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -41,23 +42,48 @@ Workbench::Entry const Workbench::ENTRIES[] = {
 
 Workbench::Workbench(ReportStream& report) : mReport(report), mMedia(report) {}
 
-void Workbench::perform(std::string const& line) {
+std::string Workbench::perform(std::string const& line) {
+    std::lock_guard<std::mutex> const lock(mMutex);
     try {
-        Command const command(line);
-        if (command.name().empty()) {
-            return;
+        dispatch(Command(line));
+        if (mDeviceWatcher) {
+            mDeviceWatcher(describeDevices());
         }
-        auto const* const entry =
-            std::find_if(std::begin(ENTRIES), std::end(ENTRIES),
-                         [&](Entry const& known) { return command.name() == known.name; });
-        if (entry == std::end(ENTRIES)) {
-            throw std::invalid_argument("unknown command " + command.name()
-                                        + "; help shows what there is");
-        }
-        (this->*entry->action)(command);
+        return "";
     } catch (std::exception const& fault) {
         mReport.error(fault.what());
+        return fault.what();
     }
+}
+
+void Workbench::dispatch(Command const& command) {
+    if (command.name().empty()) {
+        return;
+    }
+    auto const* const entry =
+        std::find_if(std::begin(ENTRIES), std::end(ENTRIES),
+                     [&](Entry const& known) { return command.name() == known.name; });
+    if (entry == std::end(ENTRIES)) {
+        throw std::invalid_argument("unknown command " + command.name()
+                                    + "; help shows what there is");
+    }
+    (this->*entry->action)(command);
+}
+
+void Workbench::watchDevices(DeviceWatcher watcher) {
+    std::lock_guard<std::mutex> const lock(mMutex);
+    mDeviceWatcher = std::move(watcher);
+    if (mDeviceWatcher) {
+        mDeviceWatcher(describeDevices());
+    }
+}
+
+Json::Value Workbench::describeDevices() const {
+    Json::Value devices = Json::arrayValue;
+    for (auto const& device : mDevices) {
+        devices.append(device->describe());
+    }
+    return devices;
 }
 
 std::string Workbench::help() {
@@ -125,10 +151,7 @@ void Workbench::detach(Command const& command) {
 void Workbench::list(Command const& command) {
     command.allowOnly(0);
     Json::Value fields;
-    fields["devices"] = Json::arrayValue;
-    for (auto const& device : mDevices) {
-        fields["devices"].append(device->describe());
-    }
+    fields["devices"] = describeDevices();
     mReport.line("list", fields);
 }
 

@@ -5,21 +5,32 @@
 #include "rig/MediaService.h"
 #include "rig/ReportStream.h"
 
+#include <atomic>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <vector>
 
 /**
  * The car around the service: the media service and the iPods, and the commands that move them.
  *
- * Main thread only.
+ * One command is carried out after the other, from whatever thread they come.
  */
 class Workbench {
 public:
     /** @throws std::runtime_error if the media service cannot join the bus */
     explicit Workbench(ReportStream& report);
 
-    /** Carries out one line of input; what cannot be done is reported. */
-    void perform(std::string const& line);
+    /**
+     * Carries out one line of input; what cannot be done is reported.
+     * @return what could not be done; empty if it is done
+     */
+    std::string perform(std::string const& line);
+
+    /** Is told of all devices, as "list" reports them, now and after each command; null: nobody. */
+    using DeviceWatcher = std::function<void(Json::Value const&)>;
+    void watchDevices(DeviceWatcher watcher);
 
     /** Whether "quit" was given. */
     bool ended() const { return mEnded; }
@@ -43,6 +54,8 @@ private:
     void reportHelp(Command const& command);
     void quit(Command const& command);
 
+    void dispatch(Command const& command);
+    Json::Value describeDevices() const;
     Slot find(int id);
     Slot find(Command const& command);
     void add(std::unique_ptr<Ipod> device);
@@ -53,5 +66,7 @@ private:
     ReportStream& mReport;
     MediaService mMedia;
     std::vector<std::unique_ptr<Ipod>> mDevices;
-    bool mEnded = false;
+    DeviceWatcher mDeviceWatcher;
+    std::mutex mMutex; ///< over all of it
+    std::atomic<bool> mEnded = false;
 };

@@ -20,6 +20,17 @@ void require(TELLBUS_tStatus status, char const* what) {
     throw std::runtime_error(std::string(what) + " failed with status " + number);
 }
 
+/** The refusal that an integrator meets first has a cure, which a number would not tell. */
+void requireName(TELLBUS_tStatus status) {
+    if (status == TELLBUS_E_REFUSED) {
+        throw std::runtime_error(
+            "the policy of the bus does not let this user take the name com.veldan.service.Media; "
+            "see "
+            "/usr/share/dbus-1/system.d/com.veldan.service.Songlatch.conf, or run as root");
+    }
+    require(status, "taking the name com.veldan.service.Media");
+}
+
 char const* nameOf(MediaService::Answer answer) {
     switch (answer) {
     case MediaService::Answer::List:
@@ -36,18 +47,29 @@ char const* nameOf(MediaService::Answer answer) {
 
 } // namespace
 
+MediaService::Membership::Membership() {
+    require(TELLBUS_initialize(), "TELLBUS_initialize");
+    try {
+        require(TELLBUS_getConnection(0, 0, &connection), "joining the bus");
+    } catch (std::runtime_error const&) {
+        TELLBUS_shutdown();
+        throw;
+    }
+}
+
+MediaService::Membership::~Membership() {
+    TELLBUS_closeConnection(connection);
+    TELLBUS_shutdown();
+}
+
 MediaService::MediaService(ReportStream& report) : mReport(report) {
     setDevices(Json::arrayValue);
-    require(TELLBUS_initialize(), "TELLBUS_initialize");
-    require(TELLBUS_getConnection(0, 0, &mConnection), "joining the bus");
-    require(TELLBUS_registerService(mConnection, NAME, PATH, 0, onRequest, this, &mRegistration),
-            "taking the name com.veldan.service.Media");
+    requireName(
+        TELLBUS_registerService(mBus.connection, NAME, PATH, 0, onRequest, this, &mRegistration));
 }
 
 MediaService::~MediaService() {
     TELLBUS_unregisterService(mRegistration);
-    TELLBUS_closeConnection(mConnection);
-    TELLBUS_shutdown();
 }
 
 void MediaService::answerWith(Answer answer, std::string const& text) {

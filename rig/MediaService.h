@@ -39,6 +39,15 @@ public:
     void emitDeviceState(std::string const& json);
 
 private:
+    /** Membership of the bus; given up also if the name cannot be taken. */
+    struct Membership {
+        Membership();
+        ~Membership();
+        Membership(Membership const&) = delete;
+        Membership& operator=(Membership const&) = delete;
+        void* connection = nullptr;
+    };
+
     static void onRequest(void* requestContext, char const* method, char const* parameters,
                           int noReplyExpected, void* cookie);
     void reply(void* requestContext, std::string const& method);
@@ -49,6 +58,6 @@ private:
     Answer mAnswer = Answer::List;
     std::string mText;
     std::string mList;
-    void* mConnection = nullptr;
+    Membership mBus;
     void* mRegistration = nullptr;
 };

@@ -70,7 +70,7 @@ protected:
         mNode.reset();
         auto const driver = [replies = std::move(replies),
                              next = std::size_t{0}](ControlNodePeer& peer) mutable {
-            return peer.reply(replies.at(next++));
+            return peer.startReply(replies.at(next++));
         };
         mNode = std::make_unique<ServedNode>(mFolder.path() + CONTROL, driver);
         mHandle.reset(ipod_connect(mFolder.path().c_str(), 0));

@@ -24,10 +24,9 @@ struct ControlNodeReply {
 /**
  * The driver's side of one open control node.
  *
- * In a poll loop: when fd() is readable, call read(); on Arrived answer request() with
+ * For a poll loop: when fd() is readable, call read(); on Arrived answer request() with
  * startReply(), now or later; while hasUnsent(), call flush() when fd() is writable, and read on
- * after that. In a thread of its own: receive() and reply() in turns. One thread uses a peer at a
- * time, except for hangUp().
+ * after that. One thread uses a peer at a time.
  */
 class ControlNodePeer {
 public:
@@ -49,20 +48,13 @@ public:
 
     /** Takes what has come in, without waiting. No further call before the reply to an Arrived. */
     Progress read();
-    /** Waits for a whole request. False once the peer is gone. */
-    bool receive();
-    /** The last request that arrived; valid until the next read() or receive(). */
+    /** The last request that arrived; valid until the next read(). */
     ControlNodeRequest const& request() const;
 
     /**
-     * Answers the request. Data beyond the sender's room is cut off. Waits while the sender does
-     * not take it. False if the peer is gone.
-     */
-    bool reply(ControlNodeReply reply);
-
-    /**
-     * The same without waiting: what the sender does not take yet is kept for flush(). No other
-     * call that sends, and no read(), until all is sent.
+     * Answers the request, without waiting: what the sender does not take yet is kept for flush().
+     * Data beyond the sender's room is cut off. No other call that sends, and no read(), until all
+     * is sent. False if the peer is gone.
      */
     bool startReply(ControlNodeReply reply);
     /** Sends any bytes in this way. */
@@ -74,11 +66,6 @@ public:
 
     /** The bytes of a reply as they travel, uncut, for a driver that is to misbehave. */
     static std::vector<std::uint8_t> encode(ControlNodeReply const& reply);
-    /** Sends any bytes. Waits as reply() does. False if the peer is gone. */
-    bool send(std::vector<std::uint8_t> const& bytes);
-
-    /** Ends the connection for both sides; a receive() that waits returns false. Any thread. */
-    void hangUp();
 
 private:
     enum class Stage { Header, Data };

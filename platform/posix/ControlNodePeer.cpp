@@ -1,12 +1,10 @@
 #include "platform/ControlNodePeer.h"
 
-#include "platform/posix/SocketParts.h"
 #include "platform/posix/SystemCall.h"
 
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -55,22 +53,8 @@ ControlNodePeer::Progress ControlNodePeer::read() {
     }
 }
 
-bool ControlNodePeer::receive() {
-    Progress progress = read();
-    while (progress == Progress::Waiting) {
-        pollfd entry{mFd, POLLIN, 0};
-        uninterrupted([&] { return poll(&entry, 1, -1); });
-        progress = read();
-    }
-    return progress == Progress::Arrived;
-}
-
 ControlNodeRequest const& ControlNodePeer::request() const {
     return mRequest;
-}
-
-bool ControlNodePeer::reply(ControlNodeReply reply) {
-    return send(encodeCut(std::move(reply)));
 }
 
 bool ControlNodePeer::startReply(ControlNodeReply reply) {
@@ -93,12 +77,6 @@ std::vector<std::uint8_t> ControlNodePeer::encode(ControlNodeReply const& reply)
     return bytes;
 }
 
-bool ControlNodePeer::send(std::vector<std::uint8_t> const& bytes) {
-    SocketParts parts;
-    parts.add(bytes.data(), bytes.size());
-    return parts.sendTo(mFd) == 0;
-}
-
 bool ControlNodePeer::startSend(std::vector<std::uint8_t> bytes) {
     mUnsent = std::move(bytes);
     mSent = 0;
@@ -112,8 +90,8 @@ bool ControlNodePeer::hasUnsent() const {
 bool ControlNodePeer::flush() {
     while (hasUnsent()) {
         ssize_t const count = uninterrupted([this] {
-            return ::send(mFd, mUnsent.data() + mSent, mUnsent.size() - mSent,
-                          MSG_DONTWAIT | MSG_NOSIGNAL);
+            return send(mFd, mUnsent.data() + mSent, mUnsent.size() - mSent,
+                        MSG_DONTWAIT | MSG_NOSIGNAL);
         });
         if (count == -1) {
             return wouldWait(count);
@@ -121,10 +99,6 @@ bool ControlNodePeer::flush() {
         mSent += static_cast<std::size_t>(count);
     }
     return true;
-}
-
-void ControlNodePeer::hangUp() {
-    shutdown(mFd, SHUT_RDWR);
 }
 
 std::size_t ControlNodePeer::missing() const {

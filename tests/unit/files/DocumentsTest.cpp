@@ -2,6 +2,7 @@
 #include "FilesTest.h"
 #include "platform/ControlNode.h"
 #include "platform/ControlNodeServer.h"
+#include "support/BlockingPeer.h"
 #include "support/FixedClock.h"
 #include "tagdata/CTagIdMgr.h"
 
@@ -115,9 +116,9 @@ TEST_F(Documents, ShowThePropertyListAsItIsSent) {
     std::string sent;
     std::thread driver([&] {
         auto const peer = server->accept();
-        if (peer->receive()) {
+        if (receiveFrom(*peer)) {
             sent.assign(peer->request().data.begin(), peer->request().data.end());
-            peer->reply({});
+            replyTo(*peer, {});
         }
     });
     tools.CraftAppleXML(config.get(), tags.get(), candidates.get(), folder.path("ipod"), 1);

@@ -3,6 +3,7 @@
 #include "FilesTest.h"
 #include "platform/ControlNode.h"
 #include "platform/ControlNodeServer.h"
+#include "support/BlockingPeer.h"
 #include "support/FixedClock.h"
 #include "support/LogFault.h"
 #include "support/OpenWatch.h"
@@ -64,9 +65,9 @@ private:
     }
     void serve() {
         while (auto const peer = mServer->accept()) {
-            if (peer->receive()) {
+            if (receiveFrom(*peer)) {
                 mRequests.push_back(peer->request());
-                peer->reply(mReply);
+                replyTo(*peer, mReply);
             }
         }
     }

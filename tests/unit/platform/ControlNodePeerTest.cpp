@@ -1,9 +1,7 @@
 #include "platform/ControlNodePeer.h"
 
-#include "support/BlockedThread.h"
 #include "support/Bytes.h"
 
-#include <future>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -98,8 +96,7 @@ TEST_F(Peer, AClientThatLeavesIsGone) {
     ASSERT_EQ(Progress::Waiting, mPeer->read());
     leave();
     EXPECT_EQ(Progress::Gone, mPeer->read());
-    EXPECT_FALSE(mPeer->receive());
-    EXPECT_FALSE(mPeer->reply({}));
+    EXPECT_FALSE(mPeer->startReply({}));
 }
 
 TEST_F(Peer, WhatIsNoRequestIsTakenForAClientThatHasGone) {
@@ -126,25 +123,18 @@ TEST_F(Peer, ALengthAloneCostsNoMemory) {
 TEST_F(Peer, AReplyStandsOnTheWireByteForByte) {
     arrive(le(1) + le(0) + le(0) + le(4));
     ASSERT_EQ(Progress::Arrived, mPeer->read());
-    EXPECT_TRUE(mPeer->reply({-28, 7, asBytes("ab")}));
+    EXPECT_TRUE(mPeer->startReply({-28, 7, asBytes("ab")}));
     EXPECT_EQ(hex("e4 ff ff ff  07 00 00 00  02 00 00 00  61 62"), left());
-}
-
-TEST_F(Peer, AReplyIsCutToTheRoomOfTheSender) {
-    arrive(le(1) + le(0) + le(0) + le(4));
-    ASSERT_EQ(Progress::Arrived, mPeer->read());
-    EXPECT_TRUE(mPeer->reply({0, 0, asBytes("abcdefg")}));
-    EXPECT_EQ(le(0) + le(0) + le(4) + "abcd", left());
 }
 
 TEST_F(Peer, AMisbehavingDriverCanSendWhatItLikes) {
     auto bytes = ControlNodePeer::encode({0, 0, asBytes("too much")});
     bytes.resize(5);
-    EXPECT_TRUE(mPeer->send(bytes));
+    EXPECT_TRUE(mPeer->startSend(bytes));
     EXPECT_EQ(hex("00 00 00 00 00"), left());
 }
 
-TEST_F(Peer, AReplyThatIsStartedIsCutToTheRoomToo) {
+TEST_F(Peer, AReplyIsCutToTheRoomOfTheSender) {
     arrive(le(1) + le(0) + le(0) + le(4));
     ASSERT_EQ(Progress::Arrived, mPeer->read());
     EXPECT_TRUE(mPeer->startReply({-28, 7, asBytes("abcdefg")}));
@@ -173,30 +163,6 @@ TEST_F(Peer, NothingIsSentOnToAClientThatHasLeft) {
     leave();
     EXPECT_FALSE(mPeer->flush());
     EXPECT_FALSE(mPeer->startReply({}));
-}
-
-TEST_F(Peer, ReceiveWaitsForTheWholeRequest) {
-    arrive(le(1) + le(0) + le(3));
-    std::promise<pid_t> started;
-    auto received = std::async(std::launch::async, [&] {
-        started.set_value(threadId());
-        return mPeer->receive();
-    });
-    ASSERT_TRUE(waitUntilBlocked(started.get_future().get()));
-    arrive(le(0) + "abc");
-    EXPECT_TRUE(received.get());
-    EXPECT_EQ(asBytes("abc"), mPeer->request().data);
-}
-
-TEST_F(Peer, AHangUpEndsTheWaitForARequest) {
-    std::promise<pid_t> started;
-    auto received = std::async(std::launch::async, [&] {
-        started.set_value(threadId());
-        return mPeer->receive();
-    });
-    ASSERT_TRUE(waitUntilBlocked(started.get_future().get()));
-    mPeer->hangUp();
-    EXPECT_FALSE(received.get());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "platform/posix/SystemCall.h"
 
 #include <filesystem>
+#include <sys/stat.h>
 #include <utility>
 
 namespace {
@@ -19,11 +20,17 @@ bool isSocket(std::string const& path) {
     return std::filesystem::is_socket(path, ignored);
 }
 
+constexpr mode_t EVERYBODY = 0666;
+
 int bindTo(std::string const& path, SocketAddress const& address, int fd) {
     if (isSocket(path) && isAbandoned(address)) {
         unlink(path.c_str());
     }
-    return address.bind(fd);
+    if (address.bind(fd) == -1) {
+        return -1;
+    }
+    // Whoever serves a node may be another user than the one who connects.
+    return chmod(path.c_str(), EVERYBODY);
 }
 
 } // namespace

@@ -55,6 +55,12 @@ TEST_F(Server, ReplacesANodeWhoseServerHasDied) {
     close(client);
 }
 
+TEST_F(Server, LetsEveryUserConnect) {
+    auto const server = ControlNodeServer::listen(mPath);
+    ASSERT_NE(nullptr, server);
+    EXPECT_EQ(std::filesystem::perms(0666), std::filesystem::status(mPath).permissions());
+}
+
 TEST_F(Server, LeavesAFileOfAnotherKindAlone) {
     mFolder.write("file", "content");
     EXPECT_EQ(nullptr, ControlNodeServer::listen(mFolder.path("file")));

@@ -7,14 +7,17 @@
 #include "bus/CTellbusRequest.h"
 #include "bus/support/FakeTellbus.h"
 #include "files/XMLTools.h"
+#include "platform/ControlNode.h"
 #include "service/NoConfiguration.h"
 #include "support/LogFile.h"
+#include "support/ServedNode.h"
 #include "support/StdoutOf.h"
 #include "support/TempDir.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -27,6 +30,8 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+
+constexpr char DEVICESTATE[] = "deviceState";
 
 /** Well-formed, and not the bytes that the service would write. */
 constexpr char EMPTYDOCUMENT[] = "<MarkedTracks>\n</MarkedTracks>\n";
@@ -96,6 +101,26 @@ protected:
         }
         bus.calls.clear();
         return signals;
+    }
+
+    /** An iPod is reported. */
+    static void arrive(CTaggingImpl& tagging, std::string const& mountPoint) {
+        CTellbusSignal const signal(
+            newText("deviceState"),
+            newText(("{\"available\":true,\"device\":{\"type\":\"ipod\",\"id\":1,\"mountPoint\":\""
+                     + mountPoint + "\"}}")
+                        .c_str()));
+        CTellbusSignal const* reported = &signal;
+        tagging.ProcessDeviceStateSignal(reported);
+    }
+
+    /** A driver that lists the capability for tagging and takes no tags. */
+    static DriverLoop::Driver refusingDriver() {
+        return [](ControlNodePeer& peer) {
+            bool const asked = peer.request().kind == ControlNodeKind::Message;
+            return peer.startReply(asked ? ControlNodeReply{0, 0, {1, 0, 0, 0, 8, 0}}
+                                         : ControlNodeReply{EIO, 0, {}});
+        };
     }
 
     TempDir folder;
@@ -226,6 +251,49 @@ TEST_F(CTaggingImplEvents, ATransferWithoutAConfigurationIsAnErrorAndTouchesNoFi
     tagging.ProcessStoredTags();
     EXPECT_THAT(emitted(), ElementsAre("transferStatus {\"Name\":\"ERROR\",\"Value\":2}\n"));
     EXPECT_EQ(folder.read("Tags.xml"), EMPTYDOCUMENT);
+}
+
+TEST_F(CTaggingImplEvents, AFailedTransferIsToldWhenTheTagsAreBackInTheFile) {
+    CTaggingImpl& tagging = start();
+    std::string const waiting = "<Any><Tag Name=\"n\"/></Any>";
+    folder.write("Tags.xml", waiting);
+    ServedNode const ipod(folder.path("ipod") + CONTROLNODE, refusingDriver());
+    std::string told;
+    std::string fileWhenTold;
+    bus.duringEmit = [&](std::string const& name, std::string const& body) {
+        if (name == TRANSFERSTATUS) {
+            told = body;
+            fileWhenTold = folder.read("Tags.xml");
+        }
+    };
+    stdoutOf([&] { arrive(tagging, folder.path("ipod")); });
+    EXPECT_THAT(told, HasSubstr("TRANSFER_FAILED"));
+    EXPECT_NE(fileWhenTold, waiting);
+    EXPECT_THAT(fileWhenTold, HasSubstr("<Tag Name=\"n\""));
+}
+
+TEST_F(CTaggingImplEvents, DeletedAfterTheLoopHasEndedItIsNotCalledAnyMore) {
+    CTaggingImpl& tagging = start();
+    stdoutOf([&] { arrive(tagging, folder.path("ipod")); });
+    CTellbusEventRouter* const router = CTellbusEventRouter::getMe();
+    int context = 0;
+    bus.request(&context, "getProperties", "{}");
+    bus.signal(DEVICESTATE, "{}");
+    bus.duringShutdown = [&] { bus.reply(nullptr, TELLBUS_E_CLOSED); };
+    stdoutOf([&] {
+        router->stop();
+        router->start();
+    });
+    EXPECT_THAT(log.lines(),
+                Contains("Message: CTaggingImpl_processTellbusRequest: -----< END >-----"));
+    log.clear();
+    bus.invocations.clear();
+    bus.answer("asyncUnsubscribe", TELLBUS_E_CLOSED); // as the library does after its shutdown
+    stdoutOf([&] {
+        service.reset();
+        CTellbusEventRouter::releaseMe();
+    });
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(CTaggingImplEvents, AStartWithoutAConfigurationPublishesNoCount) {

@@ -194,7 +194,11 @@ TELLBUS_tStatus TELLBUS_nameHasOwner(void* connection, char const* name, unsigne
 }
 
 TELLBUS_tStatus TELLBUS_emit(void* handle, char const* signalName, char const* jsonData) {
-    return FakeTellbus::current().note("emit", joined(handle, signalName, jsonData));
+    FakeTellbus& bus = FakeTellbus::current();
+    if (bus.duringEmit) {
+        bus.duringEmit(signalName, jsonData);
+    }
+    return bus.note("emit", joined(handle, signalName, jsonData));
 }
 
 TELLBUS_tStatus TELLBUS_returnResult(void* requestContext, char const* jsonResult) {

@@ -71,6 +71,8 @@ public:
     /** Run inside TELLBUS_shutdown, and inside TELLBUS_asyncInvoke before it returns. */
     std::function<void()> duringShutdown;
     std::function<void()> duringInvoke;
+    /** Run inside TELLBUS_emit with the signal's name and body. */
+    std::function<void(std::string const& name, std::string const& body)> duringEmit;
 
 private:
     std::map<std::string, TELLBUS_tStatus> mAnswers;

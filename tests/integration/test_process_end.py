@@ -6,6 +6,8 @@ import subprocess
 from expected import property_list, tag_file
 from harness import CarTest, connected, local, main, song, transfer
 from workbench import calls
+from workbench.car import Service
+from workbench.programs import DEADLINE
 
 EXITING = "Warning: Main: Exiting"
 UNHANDLED = "Error: Main: Unhandled Error"
@@ -123,6 +125,18 @@ class ByRequest(EndTest):
         return subprocess.Popen(calls.busctl_command("tagRequest", "s", json.dumps(parameters)),
                                 env=calls.environment(self.car.bus), stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE)
+
+
+class Malformed(EndTest):
+    """A tag stream that does not decode, in a program whose service object reads one."""
+
+    def prepare(self):
+        self.car.service = Service(self.car.bus, self.folder, "Songlatch-malformed")
+
+    def test_its_code_and_its_message_are_logged(self):
+        self.assert_ended("Error: Main: Error code: 5 - Message: Malformed Tag Sequence", EXITING,
+                          printed=["Error: Songlatching: Main: Error code: 5"
+                                   " - Message: Malformed Tag Sequence\n"])
 
 
 class ByDeviceReport(EndTest):

@@ -18,6 +18,13 @@ CTellbusEventCookie* asCookie(void* userData) {
     return static_cast<CTellbusEventCookie*>(userData);
 }
 
+/** A hundred times what a real request or answer has. */
+constexpr std::size_t LONG_BYTES = 256 * std::size_t{1024};
+
+bool isLong(char const* text) {
+    return text != nullptr && std::strlen(text) >= LONG_BYTES;
+}
+
 /** A copy that the record frees with delete[]. */
 char* copyOf(char const* text) {
     std::size_t const size = std::strlen(text) + 1;
@@ -67,7 +74,7 @@ void CTellbusEventListener::prepareAndForwardTellbusRequest(void* requestContext
     wakeAhead(m_connection);
     forward(std::make_unique<CTellbusRequest>(requestContext, method, parameters, noReplyExpected,
                                               nullptr),
-            *cookie);
+            *cookie, parameters);
 }
 
 void CTellbusEventListener::prepareAndForwardTellbusResult(TELLBUS_tCallbackStatus const* status,
@@ -76,12 +83,12 @@ void CTellbusEventListener::prepareAndForwardTellbusResult(TELLBUS_tCallbackStat
     std::unique_ptr<CTellbusEventCookie> const servesOnce(cookie);
     forward(
         std::make_unique<CTellbusResult>(copyOf(result == nullptr ? "" : result), status->status),
-        *cookie);
+        *cookie, result);
 }
 
 void CTellbusEventListener::prepareAndForwardTellbusSignal(char const* name, char const* data,
                                                            CTellbusEventCookie* cookie) const {
-    forward(std::make_unique<CTellbusSignal>(copyOf(name), copyOf(data)), *cookie);
+    forward(std::make_unique<CTellbusSignal>(copyOf(name), copyOf(data)), *cookie, data);
 }
 
 void CTellbusEventListener::prepareAndForwardTellbusStatus(TELLBUS_tCallbackStatus const* status,
@@ -98,8 +105,9 @@ void CTellbusEventListener::prepareAndForwardTellbusNameChangeEvent(
 
 template <class Record>
 void CTellbusEventListener::forward(std::unique_ptr<Record> record,
-                                    CTellbusEventCookie const& cookie) const {
+                                    CTellbusEventCookie const& cookie, char const* text) const {
     auto event = std::make_unique<CTellbusEvent>(record.get(), cookie.context);
+    event->longText = isLong(text);
     if (sendEventPulse(event.get(), cookie.eventCode)) {
         // From here on the main thread may already have freed them, and the cookie with them.
         static_cast<void>(event.release());

@@ -54,7 +54,8 @@ public:
 
 private:
     template <class Record>
-    void forward(std::unique_ptr<Record> record, CTellbusEventCookie const& cookie) const;
+    void forward(std::unique_ptr<Record> record, CTellbusEventCookie const& cookie,
+                 char const* text = nullptr) const;
 
     int& m_connection;
 };

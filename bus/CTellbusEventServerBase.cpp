@@ -4,6 +4,7 @@
 #include "bus/PulsePriority.h"
 #include "bus/Report.h"
 #include "bus/TellbusStatus.h"
+#include "platform/FreeMemory.h"
 #include "platform/neutrino.h"
 
 #include <algorithm>
@@ -106,6 +107,10 @@ void CTellbusEventServerBase::dispatch(int code, void* value) {
         fail("CTellbusEventServerBase: pEvent is NULL!\n");
     }
     handleRecord(code, *event);
+    if (event->longText) {
+        // The allocator would keep what the longest text there ever was has taken.
+        giveBackFreeMemory();
+    }
 }
 
 void CTellbusEventServerBase::handleRecord(int code, CTellbusEvent const& event) {

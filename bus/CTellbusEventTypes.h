@@ -23,6 +23,8 @@ public:
     void* data = nullptr;
     /** The context of the CTellbusEventCookie through which the event came; not owned. */
     void* context = nullptr;
+    /** Whether the record came with a text that takes so much memory that it is given back. */
+    bool longText = false;
 };
 
 /**

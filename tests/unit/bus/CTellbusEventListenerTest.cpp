@@ -85,6 +85,28 @@ TEST_F(CTellbusEventListenerTest, ANullResultBecomesTheEmptyText) {
     EXPECT_STREQ("", result->text);
 }
 
+TEST_F(CTellbusEventListenerTest, AnEventSaysThatItsTextIsLong) {
+    for (bool const isLong : {false, true}) {
+        std::string const text(isLong ? std::size_t{1} << 20U : 1000, ' ');
+        CTellbusEventListener::onTellbusResult(&mStatus, text.c_str(),
+                                               newCookie(CTellbusEvent::Result));
+        Received const result = receive();
+        result.record<CTellbusResult>();
+        EXPECT_EQ(isLong, result.event->longText);
+
+        CTellbusEventCookie cookie(&mListener, CTellbusEvent::Signal, &mContext);
+        CTellbusEventListener::onTellbusSignal("s", text.c_str(), &cookie);
+        Received const signal = receive();
+        signal.record<CTellbusSignal>();
+        EXPECT_EQ(isLong, signal.event->longText);
+
+        CTellbusEventListener::onTellbusRequest(nullptr, "m", text.c_str(), 0, &cookie);
+        Received const request = receive();
+        request.record<CTellbusRequest>();
+        EXPECT_EQ(isLong, request.event->longText);
+    }
+}
+
 TEST_F(CTellbusEventListenerTest, AResultFreesItsCookie) {
     CTellbusEventCookie* const cookie = newCookie(CTellbusEvent::Result);
     FreeWatch const watch(cookie);

@@ -4,8 +4,8 @@ pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(DBUS REQUIRED IMPORTED_TARGET dbus-1)
 find_package(Poco REQUIRED COMPONENTS Foundation)
 
-# The JSON texts are defined by Json::FastWriter and Json::Reader, which jsoncpp marks as deprecated
-# in favour of builders that write other texts.
+# The JSON texts are defined by Json::FastWriter, which jsoncpp marks as deprecated in favour of a
+# builder that writes other texts.
 add_library(songlatch_json INTERFACE)
 target_link_libraries(songlatch_json INTERFACE PkgConfig::JSONCPP)
 target_compile_options(songlatch_json INTERFACE -Wno-deprecated-declarations)

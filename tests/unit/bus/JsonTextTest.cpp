@@ -48,10 +48,11 @@ INSTANTIATE_TEST_SUITE_P(JsonText, RefusedText,
                          testing::Values("", " ", "{", R"({"a":1,)", R"({"a")", "[1,2", "tru",
                                          "\"open", "{]", "\xFF\xFE"));
 
-TEST(JsonText, NestingBeyondWhatTheReaderTakesIsAParseThatFailed) {
+TEST(JsonText, NestingBeyondTheLimitIsAParseThatFailed) {
     Json::Value value;
-    EXPECT_TRUE(parseJson(nested(500), value));
-    for (std::size_t const depth : {std::size_t{1100}, std::size_t{100000}, std::size_t{500000}}) {
+    EXPECT_TRUE(parseJson(nested(MAX_JSON_DEPTH), value));
+    for (std::size_t const depth :
+         {std::size_t{MAX_JSON_DEPTH} + 1, std::size_t{100000}, std::size_t{500000}}) {
         value = 1;
         EXPECT_NO_THROW(EXPECT_FALSE(parseJson(nested(depth), value)));
         EXPECT_TRUE(value.isNull());

@@ -142,9 +142,22 @@ void CTellbusEventRouter::unregisterAsEventTarget(CTellbusRouterCookie* cookie,
 
 void CTellbusEventRouter::retire(std::unique_ptr<CTellbusSubscription> subscription) {
     unregisterAsEventTarget(subscription->routerCookie, false);
-    m_retired.emplace_back(subscription->routerCookie);
-    keepUntilDisabled(std::unique_ptr<CTellbusEventCookie>(subscription->cookie));
-    keepUntilDisabled(std::unique_ptr<CTellbusEventCookie>(subscription->completionCookie));
+    keepCookiesOf(*subscription);
+}
+
+void CTellbusEventRouter::keepCookiesOf(CTellbusSubscription const& subscription) {
+    m_retired.emplace_back(subscription.routerCookie);
+    keepUntilDisabled(std::unique_ptr<CTellbusEventCookie>(subscription.cookie));
+    keepUntilDisabled(std::unique_ptr<CTellbusEventCookie>(subscription.completionCookie));
+}
+
+void CTellbusEventRouter::keepUncompleted(CTellbusSubscription* subscription) {
+    // One that knows no router cookie was made by somebody else, who still has it.
+    // Test: CTellbusEventRouterTest.AFailedCompletionLeavesTheRecordOfItsMakerAlone.
+    if (subscription->routerCookie != nullptr) {
+        keepCookiesOf(*subscription);
+        m_uncompleted.emplace_back(subscription);
+    }
 }
 
 void CTellbusEventRouter::processTellbusRequest(CTellbusRequest* request, void* target) {
@@ -180,7 +193,6 @@ void CTellbusEventRouter::processTellbusStatus(unsigned int status, void* cookie
     std::unique_ptr<CTellbusRouterCookie> const servesOnce(asCookie(cookie));
     CTellbusStatusTarget::onTellbusStatus(servesOnce->cookieId, status, servesOnce->context);
     if (isTellbusFailure(status)) {
-        retire(std::unique_ptr<CTellbusSubscription>(
-            static_cast<CTellbusSubscription*>(servesOnce->context)));
+        keepUncompleted(static_cast<CTellbusSubscription*>(servesOnce->context));
     }
 }

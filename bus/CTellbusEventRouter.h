@@ -87,9 +87,14 @@ private:
     unsigned int registerTarget(Target* target, CTellbusEvent::Code code,
                                 CTellbusEventCookie*& cookie, void* context);
 
+    void keepCookiesOf(CTellbusSubscription const& subscription);
+    /** Leaves a subscription whose unsubscribe failed as it is, as long as this object lives. */
+    void keepUncompleted(CTellbusSubscription* subscription);
+
     IdCounter m_targetIds;
     IdCounter m_cookieIds;
     std::vector<std::unique_ptr<CTellbusRouterCookie>> m_retired;
+    std::vector<std::unique_ptr<CTellbusSubscription>> m_uncompleted;
 
     inline static CTellbusEventRouter* m_pMe = nullptr;
     inline static unsigned int m_myRefCount = 0;

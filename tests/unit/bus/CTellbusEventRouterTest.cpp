@@ -429,9 +429,30 @@ TEST_F(CTellbusEventRouterTest, AFailedCompletionFreesNothingThatTheLibraryMaySt
     signal(signalCookie, "[1]");
     runQueued();
     EXPECT_TRUE(statusRegistration.freed());
+    EXPECT_FALSE(watch.freed());
     signal(signalCookie, "[2]");
     EXPECT_EQ("", stdoutOf([&] { runQueued(); }));
     EXPECT_THAT(target.events, IsEmpty());
+}
+
+TEST_F(CTellbusEventRouterTest, AFailedCompletionLeavesTheRecordOfItsMakerAlone) {
+    CTellbusEventCookie* signalCookie = nullptr;
+    router().registerAsSignalTarget(&target, signalCookie, &context);
+    int handle = 0;
+    auto const subscription = std::make_unique<CTellbusSubscription>(3, &handle, signalCookie);
+    FreeWatch const watch(subscription.get());
+    router().registerAsStatusTarget(&target, cookie, subscription.get());
+    complete(cookie, 0x80000005U);
+    runQueued();
+    ASSERT_FALSE(watch.freed());
+    EXPECT_EQ(3U, subscription->id);
+    EXPECT_EQ(&handle, subscription->handle);
+    EXPECT_EQ(signalCookie, subscription->cookie);
+    signal(signalCookie, "[1]");
+    runQueued();
+    EXPECT_THAT(target.events, ElementsAre("signal 1 [1]"));
+    router().unregisterAsEventTarget(signalCookie, true);
+    delete cookie;
 }
 
 TEST_F(CTellbusEventRouterTest, ACompletionComesThroughWhenItsTargetIsGone) {

@@ -14,6 +14,10 @@ CTellbusRouterCookie* routerCookieOf(CTellbusEventCookie const& cookie) {
     return static_cast<CTellbusRouterCookie*>(cookie.context);
 }
 
+bool isEmpty(char const* text) {
+    return text == nullptr || *text == '\0';
+}
+
 void reportNotOverridden(char const* handler) {
     report("CSvcClientBase::%s() - Warning: Function not overridden by child class.\n", handler);
 }
@@ -72,7 +76,8 @@ void CSvcClientBase::processTellbusResult(unsigned int const& id, CTellbusResult
         ~ForgetCall() { take(calls, id); }
     } const atTheEnd{m_pendingCalls, id};
     // Silence is no result: what was known before stays. A caller that must know keeps time itself.
-    if (!isTellbusUnanswered(result->status)) {
+    bool const silence = isTellbusUnanswered(result->status) && isEmpty(result->text);
+    if (!silence) {
         processTellbusResult(id, static_cast<char const*>(result->text), context);
     }
 }

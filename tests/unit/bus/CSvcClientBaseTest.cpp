@@ -111,6 +111,27 @@ TEST_F(CSvcClientBaseTest, ACallThatNobodyAnswersHasNoResultAndIsForgotten) {
     }
 }
 
+TEST_F(CSvcClientBaseTest, ATextIsAResultWhateverTheStatusSays) {
+    for (TELLBUS_tStatus const status :
+         {TELLBUS_E_TIMEOUT, TELLBUS_E_NO_REPLY, TELLBUS_E_DISCONNECTED, TELLBUS_E_CLOSED,
+          FakeTellbus::FAILURE}) {
+        client->events.clear();
+        unsigned int const id = invoke();
+        bus.reply("{}", status, bus.invocations.size() - 1);
+        runQueued();
+        EXPECT_THAT(client->events, ElementsAre("result " + std::to_string(id) + " {}"));
+    }
+}
+
+TEST_F(CSvcClientBaseTest, SilenceWithoutEvenAnEmptyTextIsNoResult) {
+    unsigned int const id = invoke();
+    CTellbusResult silence(nullptr, TELLBUS_E_TIMEOUT);
+    client->processTellbusResult(id, &silence, &context);
+    EXPECT_THAT(client->events, IsEmpty());
+    bus.reply("{}");
+    runQueued();
+}
+
 TEST_F(CSvcClientBaseTest, InvokeWithoutReplyReturnsZeroAndLeavesNoPendingCall) {
     EXPECT_EQ(0U, invoke(true));
     EXPECT_EQ(nullptr, bus.invocations.at(0).cookie);

@@ -151,9 +151,21 @@ void CTellbusEventServerBase::handleStatus(CTellbusEvent const& event) {
 
 void CTellbusEventServerBase::stop() {
     disableTellbus();
-    if (MsgSendPulse(m_connection, pulsePriority(), CTellbusEvent::Stop, 0) == -1) {
+    post(CTellbusEvent::Stop, nullptr);
+}
+
+bool CTellbusEventServerBase::postAccessoryEvent(void* registration) {
+    return post(CTellbusEvent::Accessory, registration);
+}
+
+bool CTellbusEventServerBase::post(int code, void* value) {
+    bool const isPosted =
+        MsgSendPulse(m_connection, pulsePriority(), code, reinterpret_cast<std::intptr_t>(value))
+        != -1;
+    if (!isPosted) {
         report("CTellbusEventServerBase: MsgSendPulse error!\n");
     }
+    return isPosted;
 }
 
 void CTellbusEventServerBase::disableTellbus() {

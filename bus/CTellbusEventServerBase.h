@@ -65,6 +65,13 @@ public:
     /** Ends one registration. @return the library's status, 0 for an unknown handle */
     unsigned int unregisterWithTellbus(void* handle);
 
+    /**
+     * Has processAccessoryEvent() called by the loop. Any thread, for as long as this lives.
+     * @param registration what registerAsAccessoryEventTarget() returned
+     * @return whether it was posted; if not, that has been reported
+     */
+    bool postAccessoryEvent(void* registration);
+
     /** The bus library's connection, null when there is none. */
     void* busConnection() const { return m_busConnection; }
     /** Whether start() loops. Stays true after an exception has left it. */
@@ -77,6 +84,7 @@ protected:
     void keepUntilDisabled(std::unique_ptr<CTellbusEventCookie> cookie);
 
 private:
+    bool post(int code, void* value);
     void dispatch(int code, void* value);
     template <class Record, class Argument>
     void handle(CTellbusEvent const& event,

@@ -229,6 +229,22 @@ TEST_F(CTellbusEventServerBaseTest, AnAccessoryPulseWithValueZeroGoesToItsHandle
     EXPECT_THAT(mServer.contexts, ElementsAre(nullptr));
 }
 
+TEST_F(CTellbusEventServerBaseTest, APostedAccessoryEventGoesToItsHandler) {
+    int registration = 0;
+    EXPECT_TRUE(mServer.postAccessoryEvent(&registration));
+    EXPECT_EQ(sched_get_priority_min(SCHED_RR), channelHooks::newestPriority());
+    runQueued();
+    EXPECT_THAT(mServer.handled, ElementsAre("accessory"));
+    EXPECT_THAT(mServer.contexts, ElementsAre(&registration));
+}
+
+TEST_F(CTellbusEventServerBaseTest, AnAccessoryEventThatCannotBePostedSaysSo) {
+    EXPECT_EQ("CTellbusEventServerBase: MsgSendPulse error!\n", stdoutOf([&] {
+                  Failing const failing(Call::MsgSendPulse);
+                  EXPECT_FALSE(mServer.postAccessoryEvent(nullptr));
+              }));
+}
+
 TEST_F(CTellbusEventServerBaseTest, AnAccessoryPulseFreesNothing) {
     auto const value = std::make_unique<CTellbusRouterCookie>();
     FreeWatch const watch(value.get());

@@ -2,9 +2,9 @@
 
 #include "tellbus/tellbus.h"
 
-/** Whether a status word of the bus library means failure: its bit 31. */
+/** Whether a status word of the bus library means failure. */
 constexpr bool isTellbusFailure(TELLBUS_tStatus status) {
-    return (status & 0x80000000U) != 0;
+    return TELLBUS_FAILED(status);
 }
 
 /** The code of a status word, which messages print without the severity. */

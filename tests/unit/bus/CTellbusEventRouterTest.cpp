@@ -1,6 +1,7 @@
 #include "bus/CTellbusEventRouter.h"
 
 #include "BusTest.h"
+#include "RouterIds.h"
 #include "bus/CTellbusAccessoryEventTarget.h"
 #include "bus/CTellbusNameChangeTarget.h"
 #include "bus/CTellbusRequest.h"
@@ -268,6 +269,19 @@ TEST_F(CTellbusEventRouterTest, ARetiredSubscriptionIsDroppedAndItsCookiesStayUn
     EXPECT_FALSE(routerCookie.freed());
     runQueued();
     EXPECT_THAT(target.events, IsEmpty());
+}
+
+TEST_F(CTellbusEventRouterTest, TheIdsOfTargetsAndOfRegistrationsStepOverZero) {
+    routerIds::targets(router()) = IdCounter(0xFFFFFFFEU);
+    EXPECT_EQ(0xFFFFFFFFU, router().nextTargetId());
+    EXPECT_EQ(1U, router().nextTargetId());
+
+    routerIds::registrations(router()) = IdCounter(0xFFFFFFFEU);
+    for (unsigned int const id : {0xFFFFFFFFU, 1U, 2U}) {
+        EXPECT_EQ(id, router().registerAsSignalTarget(&target, cookie, &context));
+        EXPECT_EQ(id, routerCookieOf(cookie)->cookieId);
+        router().unregisterAsEventTarget(cookie, true);
+    }
 }
 
 // Results

@@ -20,8 +20,11 @@ public:
 
     static SaxRun& current();
 
-    /** Takes note of the parser. To be the parser's first callback. */
-    static void start(void* parser);
+    /** Takes note of the parser, before its first callback. */
+    void take(xmlParserCtxt* parser);
+
+    /** The parser, to ask how far it is; null before it runs. */
+    xmlParserCtxt* parser() const { return mParser; }
 
     /** Runs a callback unless an earlier one has failed, and keeps what it throws. */
     template <class Action>

@@ -128,6 +128,36 @@ TEST_F(XmlEntities, NamesOfFilesAreNoUrls) {
     EXPECT_EQ(read->maxTagCount(), 3);
 }
 
+TEST_F(XmlEntities, ACompressedFileIsNoDocument) {
+    // "<c/>" as gzip writes it.
+    std::string const compressed("\x1f\x8b\x08\0\0\0\0\0\0\x03\xb3\x49\xd6\xb7\x03\0"
+                                 "\xba\xc8\x55\x02\x04\0\0\0",
+                                 24);
+    folder.write("c.conf.gz", compressed);
+    XMLTools::_CONFIGFILEPATH = folder.path("c.conf.gz");
+    stdoutOf([&] { EXPECT_NE(thrownBy([&] { tools.LoadConfig(); }), nullptr); });
+    // Nor is it taken for one that is missing.
+    XMLTools::_CONFIGFILEPATH = folder.path("c.conf");
+    EXPECT_NE(thrownBy([&] { tools.LoadConfig(); }), nullptr);
+}
+
+TEST_F(XmlEntities, AHyphenIsTheNameOfAFile) {
+    std::string const before = std::filesystem::current_path().string();
+    std::filesystem::current_path(folder.path());
+    folder.write("-", "<c><maxTagCount value=\"4\"/></c>");
+    XMLTools::_CONFIGFILEPATH = "-";
+    std::unique_ptr<CConfigInfo> const read(tools.LoadConfig());
+    std::filesystem::current_path(before);
+    EXPECT_EQ(read->maxTagCount(), 4);
+}
+
+TEST_F(XmlEntities, AMissingFilePrintsNothingOnStandardError) {
+    XMLTools::_CONFIGFILEPATH = folder.path("missing.conf");
+    testing::internal::CaptureStderr();
+    stdoutOf([&] { EXPECT_NE(thrownBy([&] { tools.LoadConfig(); }), nullptr); });
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(XmlEntities, ThatMultiplyDoNoHarm) {
     std::string laughs = "[<!ENTITY e0 \"" + std::string(1000, 'h') + "\">";
     for (int level = 1; level < 12; ++level) {

@@ -116,6 +116,14 @@ unsigned int CParseTagId::convertStr2UInt(std::string text) {
     return static_cast<unsigned int>(std::strtoll(text.c_str(), nullptr, DECIMAL));
 }
 
+bool CParseTagId::isTooOld(TimeInfo_t const& then, TimeInfo_t const& now) {
+    // Unsigned, so that a time in the future is huge and clears entries that were written while
+    // the clock was wrong. Test: CParseTagId.AnEntryOfTheFutureIsTooOld.
+    unsigned int const age = DAYS_OF_A_YEAR * (now.year - then.year)
+                             + DAYS_OF_A_MONTH * (now.month - then.month) + (now.day - then.day);
+    return age > OLDEST_DAYS;
+}
+
 bool CParseTagId::isCanNeglectOldTagId(std::string const& text) {
     if (text.empty()) {
         return false;

@@ -52,6 +52,9 @@ public:
     /** The number at the start of a text, 0 if there is none. */
     static unsigned int convertStr2UInt(std::string text);
 
+    /** Whether an entry of one time is too old to be written at another. */
+    static bool isTooOld(TimeInfo_t const& then, TimeInfo_t const& now);
+
     /**
      * Whether an entry of that Time is too old to be written.
      * @throws std::out_of_range if the text is too short, but not if it is empty

@@ -3,6 +3,7 @@
 #include "tellbus/BusAddress.h"
 #include "tellbus/Complaints.h"
 #include "tellbus/Connection.h"
+#include "tellbus/Contained.h"
 #include "tellbus/HandOver.h"
 #include "tellbus/Handles.h"
 #include "tellbus/Library.h"
@@ -10,8 +11,6 @@
 #include "tellbus/Validate.h"
 
 #include <climits>
-#include <exception>
-#include <new>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -24,20 +23,6 @@ using namespace tellbus;
 namespace {
 
 constexpr std::chrono::seconds DEFAULT_TIMEOUT{25};
-
-template <class Body>
-TELLBUS_tStatus fenced(Body body) noexcept {
-    try {
-        return body();
-    } catch (std::bad_alloc const&) {
-        return TELLBUS_E_MEMORY;
-    } catch (std::exception const& problem) {
-        complain(Complaint::Exception, problem.what());
-    } catch (...) {
-        complain(Complaint::Exception, "of unknown type");
-    }
-    return TELLBUS_E_INTERNAL;
-}
 
 TimePoint deadlineOf(unsigned int timeout) {
     if (timeout == UINT_MAX) {
@@ -117,11 +102,11 @@ TELLBUS_tStatus answerOnce(void* requestContext, Make make) {
 } // namespace
 
 TELLBUS_tStatus TELLBUS_initialize(void) {
-    return fenced([] { return Library::instance().begin(); });
+    return contained([] { return Library::instance().begin(); });
 }
 
 void TELLBUS_shutdown(void) {
-    fenced([] {
+    contained([] {
         Library::instance().end();
         return TELLBUS_OK;
     });
@@ -129,7 +114,7 @@ void TELLBUS_shutdown(void) {
 
 TELLBUS_tStatus TELLBUS_getConnection(unsigned int /*reserved1*/, unsigned int /*reserved2*/,
                                       void** connection) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         if (!connection) {
             return TELLBUS_E_ARGUMENT;
         }
@@ -153,7 +138,7 @@ TELLBUS_tStatus TELLBUS_getConnection(unsigned int /*reserved1*/, unsigned int /
 }
 
 TELLBUS_tStatus TELLBUS_closeConnection(void* connection) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         auto const closing = handles().connections.move(connection, handles().closing);
         if (!closing) {
             return TELLBUS_E_HANDLE;
@@ -166,7 +151,7 @@ TELLBUS_tStatus TELLBUS_closeConnection(void* connection) {
 TELLBUS_tStatus TELLBUS_registerService(void* connection, char const* name, char const* path,
                                         unsigned int /*reserved*/, TELLBUS_fRequest callback,
                                         void* cookie, void** handle) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         if (!name || !path || !callback || !handle) {
             return TELLBUS_E_ARGUMENT;
         }
@@ -192,7 +177,7 @@ TELLBUS_tStatus TELLBUS_registerService(void* connection, char const* name, char
 }
 
 TELLBUS_tStatus TELLBUS_unregisterService(void* handle) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         auto const service = handles().services.take(handle);
         auto const connection = service ? service->connection.lock() : nullptr;
         return connection ? connection->unregisterService(service) : TELLBUS_E_HANDLE;
@@ -200,7 +185,7 @@ TELLBUS_tStatus TELLBUS_unregisterService(void* handle) {
 }
 
 TELLBUS_tStatus TELLBUS_setIntrospection(void* handle, char const* xml) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         TELLBUS_tStatus const text = xml ? checkText(xml) : TELLBUS_OK;
         if (failed(text)) {
             return text;
@@ -216,7 +201,7 @@ TELLBUS_tStatus TELLBUS_asyncInvoke(void* connection, char const* busName, char 
                                     char const* method, char const* jsonParameters,
                                     bool noReplyExpected, unsigned int timeout,
                                     TELLBUS_fResult callback, void** token, void* cookie) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         TELLBUS_tStatus const arguments = checkInvoke(busName, objectPath, method, jsonParameters);
         if (failed(arguments) || (!callback && !noReplyExpected)) {
             return failed(arguments) ? arguments : TELLBUS_E_ARGUMENT;
@@ -241,7 +226,7 @@ TELLBUS_tStatus TELLBUS_asyncInvoke(void* connection, char const* busName, char 
 
 TELLBUS_tStatus TELLBUS_subscribe(void* connection, char const* objectPath, char const* signalName,
                                   TELLBUS_fSignal callback, void* cookie, void** handle) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         if (!objectPath || !signalName || !callback || !handle) {
             return TELLBUS_E_ARGUMENT;
         }
@@ -262,7 +247,7 @@ TELLBUS_tStatus TELLBUS_subscribe(void* connection, char const* objectPath, char
 TELLBUS_tStatus TELLBUS_subscribeOwnerChanged(void* connection, char const* name,
                                               TELLBUS_fNameOwnerChanged callback, void* cookie,
                                               void** handle) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         if (!name || !callback || !handle) {
             return TELLBUS_E_ARGUMENT;
         }
@@ -278,7 +263,7 @@ TELLBUS_tStatus TELLBUS_subscribeOwnerChanged(void* connection, char const* name
 }
 
 TELLBUS_tStatus TELLBUS_asyncUnsubscribe(void* handle, TELLBUS_fStatus callback, void* cookie) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         auto const subscription = handles().subscriptions.take(handle);
         auto const connection = subscription ? subscription->connection.lock() : nullptr;
         if (!connection) {
@@ -294,7 +279,7 @@ TELLBUS_tStatus TELLBUS_asyncUnsubscribe(void* handle, TELLBUS_fStatus callback,
 }
 
 TELLBUS_tStatus TELLBUS_nameHasOwner(void* connection, char const* name, unsigned int* hasOwner) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         if (!name || !hasOwner) {
             return TELLBUS_E_ARGUMENT;
         }
@@ -315,7 +300,7 @@ TELLBUS_tStatus TELLBUS_nameHasOwner(void* connection, char const* name, unsigne
 }
 
 TELLBUS_tStatus TELLBUS_emit(void* handle, char const* signalName, char const* jsonData) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         if (!signalName) {
             return TELLBUS_E_ARGUMENT;
         }
@@ -335,7 +320,7 @@ TELLBUS_tStatus TELLBUS_emit(void* handle, char const* signalName, char const* j
 }
 
 TELLBUS_tStatus TELLBUS_returnResult(void* requestContext, char const* jsonResult) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         TELLBUS_tStatus const text = checkText(jsonResult);
         return failed(text) ? text : answerOnce(requestContext, [&](ReturnAddress const& caller) {
             return reply(caller, jsonResult);
@@ -345,7 +330,7 @@ TELLBUS_tStatus TELLBUS_returnResult(void* requestContext, char const* jsonResul
 
 TELLBUS_tStatus TELLBUS_returnError(void* requestContext, char const* errorName,
                                     char const* message) {
-    return fenced([&]() -> TELLBUS_tStatus {
+    return contained([&]() -> TELLBUS_tStatus {
         if (!errorName) {
             return TELLBUS_E_ARGUMENT;
         }
@@ -360,8 +345,8 @@ TELLBUS_tStatus TELLBUS_returnError(void* requestContext, char const* errorName,
 }
 
 void TELLBUS_freeReqContext(void* requestContext) {
-    fenced([&] {
         handles().requests.take(requestContext);
+    contained([&] {
         return TELLBUS_OK;
     });
 }

@@ -23,6 +23,10 @@ option(SONGLATCH_FUZZ "Build the fuzz targets (clang only)" OFF)
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-qual
                     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
                     $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi>)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # What is annotated with its mutex is touched under that mutex only.
+    add_compile_options(-Wthread-safety -Werror=thread-safety)
+endif()
 if(SONGLATCH_WERROR)
     add_compile_options(-Werror)
 endif()

@@ -2,9 +2,9 @@
 
 #include "tellbus/Clock.h"
 #include "tellbus/HandOver.h"
+#include "tellbus/Mutex.h"
 
 #include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -16,7 +16,7 @@ class Answer {
 public:
     void set(Value value) {
         handOver();
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         if (!mValue) {
             mValue = std::move(value);
             mArrived.notify_all();
@@ -26,15 +26,16 @@ public:
     /** The value, or nothing when the deadline passes first. */
     std::optional<Value> waitUntil(TimePoint deadline) {
         handOver();
-        std::unique_lock lock(mMutex);
-        mArrived.wait_until(lock, deadline, [this] { return mValue.has_value(); });
+        MutexLock lock(mMutex);
+        while (!mValue && lock.wait(mArrived, deadline)) {
+        }
         return mValue;
     }
 
 private:
-    std::mutex mMutex;
+    Mutex mMutex;
     std::condition_variable mArrived;
-    std::optional<Value> mValue;
+    std::optional<Value> mValue GUARDED_BY(mMutex);
 };
 
 } // namespace tellbus

@@ -1,11 +1,11 @@
 #include "tellbus/Complaints.h"
 
 #include "tellbus/Clock.h"
+#include "tellbus/Mutex.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <mutex>
 #include <optional>
 #include <unistd.h>
 
@@ -30,10 +30,10 @@ constexpr std::array<char const*, 10> TEXTS = {
 
 /** Whether a line of this cause may go out now. */
 bool due(std::size_t cause) {
-    static std::mutex mutex;
-    static std::array<std::optional<TimePoint>, TEXTS.size()> last;
+    static Mutex mutex;
+    static std::array<std::optional<TimePoint>, TEXTS.size()> last GUARDED_BY(mutex);
     TimePoint const now = Clock::now();
-    std::lock_guard const lock(mutex);
+    MutexLock const lock(mutex);
     if (last.at(cause) && now - *last.at(cause) < PAUSE) {
         return false;
     }

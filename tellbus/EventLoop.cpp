@@ -55,8 +55,9 @@ void control(int epoll, int operation, int fd, std::uint32_t events, std::uint64
 std::shared_ptr<EventLoop> EventLoop::start() {
     auto loop = std::make_shared<EventLoop>();
     SignalsBlocked const blocked;
+    MutexLock const lock(loop->mMutex);
     loop->mThread = std::thread([loop] { loop->loop(); });
-    loop->mThreadId = loop->mThread.get_id();
+    loop->mRole.take(loop->mThread);
     return loop;
 }
 
@@ -79,15 +80,11 @@ EventLoop::~EventLoop() {
     close(mEpoll);
 }
 
-bool EventLoop::onThread() const {
-    return mThreadId.load() == std::this_thread::get_id();
-}
-
 void EventLoop::post(Task task) {
     handOver();
     bool first = false;
     {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         if (mOver) {
             return;
         }
@@ -115,7 +112,7 @@ bool EventLoop::run(Task task, TimePoint deadline) {
 }
 
 bool EventLoop::isOver() {
-    std::lock_guard const lock(mMutex);
+    MutexLock const lock(mMutex);
     return mOver;
 }
 
@@ -125,14 +122,14 @@ bool EventLoop::awaitEnd(TimePoint deadline) {
 
 std::uint64_t EventLoop::attach(Handler handler) {
     auto shared = std::make_shared<Handler>(std::move(handler));
-    std::lock_guard const lock(mMutex);
+    MutexLock const lock(mMutex);
     mHandlers.emplace(++mLastId, std::move(shared));
     return mLastId;
 }
 
 void EventLoop::detach(std::uint64_t id) {
     std::shared_ptr<Handler> handler;
-    std::lock_guard const lock(mMutex);
+    MutexLock const lock(mMutex);
     auto const found = mHandlers.find(id);
     if (found != mHandlers.end()) {
         handler = std::move(found->second);
@@ -152,6 +149,7 @@ void EventLoop::unwatch(int fd) {
 
 bool EventLoop::stop(TimePoint deadline) {
     if (onThread()) {
+        assertOnThread();
         mStoppedInside = true;
         mStopping = true;
         return false;
@@ -178,12 +176,13 @@ bool EventLoop::abandon(TimePoint deadline) {
 
 /** For the one who joins it: the end of the library and that of the process may meet. */
 std::thread EventLoop::takeThread() {
-    std::lock_guard const lock(mMutex);
+    MutexLock const lock(mMutex);
     return std::move(mThread);
 }
 
 void EventLoop::loop() {
-    mThreadId = std::this_thread::get_id();
+    mRole.take();
+    assertOnThread();
     pthread_setname_np(pthread_self(), "tellbus");
     std::array<epoll_event, EVENTS_AT_ONCE> events{};
     while (!mStopping) {
@@ -201,11 +200,11 @@ void EventLoop::loop() {
 }
 
 void EventLoop::conclude() {
-    // The next thread of the process may have the same id.
-    mThreadId = std::thread::id();
+    assertOnThread();
+    mRole.release();
     std::vector<Task> dropped;
     {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         mOver = true;
         dropped.swap(mTasks);
     }
@@ -214,12 +213,13 @@ void EventLoop::conclude() {
 }
 
 void EventLoop::dispatch(std::uint64_t id, std::uint32_t events) {
+    assertOnThread();
     if (id == WAKE_ID) {
         return runTasks();
     }
     std::shared_ptr<Handler> handler;
     {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         auto const found = mHandlers.find(id);
         if (found != mHandlers.end()) {
             handler = found->second;
@@ -231,11 +231,12 @@ void EventLoop::dispatch(std::uint64_t id, std::uint32_t events) {
 }
 
 void EventLoop::runTasks() {
+    assertOnThread();
     eventfd_t count = 0;
     eventfd_read(mWake, &count);
     std::vector<Task> tasks;
     {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         tasks.swap(mTasks);
     }
     for (auto const& task : tasks) {

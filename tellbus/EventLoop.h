@@ -2,17 +2,33 @@
 
 #include "tellbus/Answer.h"
 #include "tellbus/Clock.h"
+#include "tellbus/Mutex.h"
 
 #include <atomic>
+#include <cassert>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <unordered_map>
 #include <vector>
 
 namespace tellbus {
+
+/** The role of a thread: what belongs to it needs no mutex. */
+class TELLBUS_CHECKED(capability("role")) ThreadRole {
+public:
+    void take() { mHolder = std::this_thread::get_id(); }
+    void take(std::thread const& thread) { mHolder = thread.get_id(); }
+    /** The next thread of the process may have the same id. */
+    void release() { mHolder = std::thread::id(); }
+
+    bool isMine() const { return mHolder.load() == std::this_thread::get_id(); }
+    void assertMine() const TELLBUS_CHECKED(assert_capability(this)) { assert(isMine()); }
+
+private:
+    std::atomic<std::thread::id> mHolder;
+};
 
 /**
  * The library's one thread: it waits in epoll for descriptors and for tasks, without a time limit,
@@ -34,21 +50,23 @@ public:
     EventLoop& operator=(EventLoop const&) = delete;
 
     /** Whether the caller is the library's thread. */
-    bool onThread() const;
+    bool onThread() const { return mRole.isMine(); }
+    void assertOnThread() const TELLBUS_CHECKED(assert_capability(mRole)) { mRole.assertMine(); }
 
-    /** Queues a task; tasks run in the order of their posting. Dropped if the thread has ended. */
+    /** Queues a task; tasks run in the order of their posting. Dropped if the thread has stopped.
+     */
     void post(Task task);
 
     /**
      * Runs a task on the thread and returns when it has run; false if that is not in time, and at
-     * once if the thread has ended or ends before.
+     * once if the thread has stopped or stops before.
      */
     bool run(Task task, TimePoint deadline);
 
-    /** Whether the thread has ended. */
+    /** Whether the thread has stopped. */
     bool isOver();
 
-    /** Waits for the thread's end; false if that is not in time. */
+    /** Waits for that; false if that is not in time. */
     bool awaitEnd(TimePoint deadline);
 
     /** Enters a handler and returns its id, under which descriptors are watched. */
@@ -61,18 +79,19 @@ public:
     void unwatch(int fd);
 
     /**
-     * Ends the thread after the handler that runs; false if that has not come to its end. Asked on
+     * Stops the thread after the handler that runs; false if that has not come to its end. Asked on
      * the thread itself it still lets the tasks run that wait by then.
      */
     bool stop(TimePoint deadline);
 
     /**
-     * Ends the thread after the callback that runs, without another one and without its tasks;
-     * false if that callback has not come to its end. Asked on the thread itself it ends nothing.
+     * Stops the thread after the callback that runs, without another one and without its tasks;
+     * false if that callback has not come to its end. Asked on the thread itself it does not
+     * wait.
      */
     bool abandon(TimePoint deadline);
 
-    /** Whether it has been abandoned: no callback may begin. */
+    /** Whether it has been aborted: no callback may begin. */
     bool isAbandoned() const { return mAbandoned; }
 
 private:
@@ -87,16 +106,16 @@ private:
     int mWake;
     std::atomic<bool> mStopping{false};
     std::atomic<bool> mAbandoned{false};
-    bool mStoppedInside = false; ///< only for the thread
+    ThreadRole mRole;
+    bool mStoppedInside GUARDED_BY(mRole) = false;
     Answer<bool> mEnded;
-    std::atomic<std::thread::id> mThreadId;
-    std::thread mThread;
 
-    std::mutex mMutex;
-    std::uint64_t mLastId;
-    std::unordered_map<std::uint64_t, std::shared_ptr<Handler>> mHandlers;
-    std::vector<Task> mTasks;
-    bool mOver = false;
+    Mutex mMutex;
+    std::thread mThread GUARDED_BY(mMutex);
+    std::uint64_t mLastId GUARDED_BY(mMutex);
+    std::unordered_map<std::uint64_t, std::shared_ptr<Handler>> mHandlers GUARDED_BY(mMutex);
+    std::vector<Task> mTasks GUARDED_BY(mMutex);
+    bool mOver GUARDED_BY(mMutex) = false;
 };
 
 } // namespace tellbus

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "tellbus/Mutex.h"
+
 #include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -28,7 +29,7 @@ class HandleTable {
 public:
     void* add(std::shared_ptr<Object> object) {
         std::uintptr_t const number = nextHandleNumber();
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         mObjects.emplace(number, std::move(object));
         return disguise(number);
     }
@@ -38,28 +39,28 @@ public:
 
     /** The object, or null if the handle does not stand for one. */
     std::shared_ptr<Object> find(void* handle) const {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         auto const found = mObjects.find(number(handle));
         return found == mObjects.end() ? nullptr : found->second;
     }
 
     /** Like find(), and the handle is stale from then on: only one caller gets the object. */
     std::shared_ptr<Object> take(void* handle) {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         auto const node = mObjects.extract(number(handle));
         return node.empty() ? nullptr : std::move(node.mapped());
     }
 
     /** Like take(), and from then on the object is in the other table, under the same handle. */
     std::shared_ptr<Object> move(void* handle, HandleTable& other) {
-        std::scoped_lock const locks(mMutex, other.mMutex);
+        TwoMutexesLock const locks(mMutex, other.mMutex);
         auto node = mObjects.extract(number(handle));
         return node.empty() ? nullptr : other.mObjects.insert(std::move(node)).position->second;
     }
 
     /** The same with all objects. */
     void moveAll(HandleTable& other) {
-        std::scoped_lock const locks(mMutex, other.mMutex);
+        TwoMutexesLock const locks(mMutex, other.mMutex);
         other.mObjects.merge(mObjects);
     }
 
@@ -67,7 +68,7 @@ public:
     template <class Predicate>
     std::vector<std::shared_ptr<Object>> takeIf(Predicate belongs) {
         std::vector<std::shared_ptr<Object>> taken;
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         for (auto entry = mObjects.begin(); entry != mObjects.end();) {
             if (belongs(*entry->second)) {
                 taken.push_back(std::move(entry->second));
@@ -86,7 +87,7 @@ public:
 
     std::vector<std::shared_ptr<Object>> all() const {
         std::vector<std::shared_ptr<Object>> objects;
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         for (auto const& entry : mObjects) {
             objects.push_back(entry.second);
         }
@@ -107,8 +108,8 @@ private:
         return value;
     }
 
-    mutable std::mutex mMutex;
-    std::map<std::uintptr_t, std::shared_ptr<Object>> mObjects;
+    mutable Mutex mMutex;
+    std::map<std::uintptr_t, std::shared_ptr<Object>> mObjects GUARDED_BY(mMutex);
 };
 
 } // namespace tellbus

@@ -37,7 +37,7 @@ TELLBUS_tStatus Library::begin() {
 }
 
 std::shared_ptr<EventLoop> Library::enter() {
-    std::lock_guard const lock(mMutex);
+    MutexLock const lock(mMutex);
     if (!mLoop && mEnding && !mEnding->isOver()) {
         return mEnding;
     }
@@ -60,7 +60,7 @@ void Library::end() {
     }
     std::shared_ptr<EventLoop> ended;
     {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mMutex);
         if (mUsers == 0 || --mUsers > 0) {
             return;
         }
@@ -79,13 +79,13 @@ void Library::end() {
 }
 
 std::shared_ptr<EventLoop> Library::loop() {
-    std::lock_guard const lock(mMutex);
+    MutexLock const lock(mMutex);
     return mLoop;
 }
 
 void* Library::adopt(std::shared_ptr<Connection> const& connection,
                      std::shared_ptr<EventLoop> const& loop) {
-    std::lock_guard const lock(mMutex);
+    MutexLock const lock(mMutex);
     return loop == mLoop ? handles().connections.add(connection) : nullptr;
 }
 
@@ -115,7 +115,7 @@ void Library::leave() {
 }
 
 std::shared_ptr<EventLoop> Library::lastThread() {
-    std::lock_guard const lock(mMutex);
+    MutexLock const lock(mMutex);
     return mLoop ? mLoop : mEnding;
 }
 

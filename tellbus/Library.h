@@ -1,36 +1,38 @@
 #pragma once
 
 #include "tellbus/EventLoop.h"
+#include "tellbus/Mutex.h"
 #include "tellbus/tellbus.h"
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <sys/types.h>
 
 namespace tellbus {
 
 class Connection;
 
-/** What TELLBUS_initialize starts and TELLBUS_shutdown ends: the library thread. */
+/** What TELLBUS_initialize starts and TELLBUS_shutdown stops: the library thread. */
 class Library {
 public:
     /** The one of the process; never destroyed, so that calls at any time find it. */
     static Library& instance();
 
     /**
-     * Counted: each needs its end(). Waits for the thread that an end() before left to a callback;
-     * fails in that callback itself, since there is one thread only.
+     * Counted: each needs its end(). Waits for the thread that an end() before left to a
+     * callback; fails in that callback itself, since there is one thread only.
      */
     TELLBUS_tStatus begin();
 
-    /** The last one closes all connections and ends the thread. */
+    /** The last one closes all connections and stops the thread. */
     void end();
 
     /** Null before begin() and after the last end(). */
     std::shared_ptr<EventLoop> loop();
 
-    /** Gives a connection its handle, so that end() closes it; null if its thread is ending. */
+
+    /** Gives a connection its handle, so that end() closes it; null if its thread is stopping.
+     */
     void* adopt(std::shared_ptr<Connection> const& connection,
                 std::shared_ptr<EventLoop> const& loop);
 
@@ -44,11 +46,12 @@ private:
     bool isInherited() const;
 
     std::atomic<pid_t> mProcess{0}; ///< whose thread it is
-    std::mutex mMutex;
-    unsigned int mUsers = 0;
-    bool mExitHandled = false;
-    std::shared_ptr<EventLoop> mLoop;
-    std::shared_ptr<EventLoop> mEnding; ///< the thread of the last end(), which may still run
+    Mutex mMutex;
+    unsigned int mUsers GUARDED_BY(mMutex) = 0;
+    bool mExitHandled GUARDED_BY(mMutex) = false;
+    std::shared_ptr<EventLoop> mLoop GUARDED_BY(mMutex);
+    /** The thread of the last end(), which may still run. */
+    std::shared_ptr<EventLoop> mEnding GUARDED_BY(mMutex);
 };
 
 } // namespace tellbus

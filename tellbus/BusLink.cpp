@@ -129,18 +129,18 @@ std::size_t BusLink::queued() const {
 // libdbus looks at its watches when a message is freed that had stopped it reading. With a limit
 // that no message reaches it has no reason to, whenever the last one is freed.
 void BusLink::stopReceiving() {
-    mLeaving = true;
+    mReceiving = false;
     updateEvents();
     dbus_connection_set_max_received_size(mConnection, DBUS_MAXIMUM_MESSAGE_LENGTH);
 }
 
 // The order matters. A socket closed with something still to be read resets its peer, and the bus
 // then throws away what it has not read of ours.
-bool BusLink::farewell(TimePoint deadline) {
+bool BusLink::flushAndClose(TimePoint deadline) {
     bool const written = !dbus_connection_get_is_authenticated(mConnection) || flush(deadline);
     if (written && isConnected()) {
         shutdown(mFd, SHUT_WR);
-        awaitEnd(deadline);
+        awaitHangUp(deadline);
     }
     return written;
 }
@@ -164,7 +164,7 @@ bool BusLink::flush(TimePoint deadline) {
     return true;
 }
 
-void BusLink::awaitEnd(TimePoint deadline) const {
+void BusLink::awaitHangUp(TimePoint deadline) const {
     while (Clock::now() < deadline && waitFor(mFd, POLLIN, deadline) != 0 && discardInput()) {
     }
 }
@@ -201,7 +201,7 @@ void BusLink::onToggle(DBusWatch* /*watch*/, void* link) {
 /** libdbus has one watch to read and one to write; epoll has one entry for both. */
 void BusLink::updateEvents() {
     std::uint32_t events = 0;
-    if (!mLeaving) {
+    if (mReceiving) {
         events |= enabledWatch(DBUS_WATCH_READABLE) ? static_cast<std::uint32_t>(EPOLLIN) : 0;
         events |= enabledWatch(DBUS_WATCH_WRITABLE) ? static_cast<std::uint32_t>(EPOLLOUT) : 0;
     }

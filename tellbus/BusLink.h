@@ -16,8 +16,8 @@ namespace tellbus {
  * One socket to a bus: a private libdbus connection and its place in the event loop.
  *
  * It has no lock. Its owner lets only one thread in at a time, so that libdbus never sees two and
- * a sender may write to the socket itself. No operation waits but farewell(), and open() while the
- * bus has more connections to accept than it lets wait.
+ * a sender may write to the socket itself. No operation waits but flushAndClose(), and open() while
+ * the bus has more connections to accept than it lets wait.
  */
 class BusLink {
 public:
@@ -59,7 +59,7 @@ public:
      * closes this direction and waits until the bus has closed the other one.
      * @return false if the bus has not taken everything by the deadline
      */
-    bool farewell(TimePoint deadline);
+    bool flushAndClose(TimePoint deadline);
 
 private:
     BusLink(std::shared_ptr<EventLoop> loop, std::uint64_t handlerId, DBusConnection* connection);
@@ -72,7 +72,7 @@ private:
     void updateEvents();
     void handle(DBusWatchFlags kind, unsigned int flags);
     bool flush(TimePoint deadline);
-    void awaitEnd(TimePoint deadline) const;
+    void awaitHangUp(TimePoint deadline) const;
     bool discardInput() const;
 
     std::shared_ptr<EventLoop> mLoop;
@@ -80,7 +80,7 @@ private:
     DBusConnection* mConnection;
     int mFd = -1;
     std::uint32_t mEvents = 0;
-    bool mLeaving = false;
+    bool mReceiving = true;
     bool mReading = false; ///< from ready() to the end of what it read
     std::vector<DBusWatch*> mWatches;
 };

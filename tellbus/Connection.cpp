@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t QUEUE_LIMIT = DBUS_MAXIMUM_MESSAGE_LENGTH;
 
 /** How long a closing connection may take to send what is queued. */
-constexpr std::chrono::seconds FAREWELL_LIMIT{2};
+constexpr std::chrono::seconds FLUSH_LIMIT{2};
 
 constexpr std::chrono::seconds HELLO_LIMIT{5};
 
@@ -89,18 +89,18 @@ void Connection::start() {
 
 TELLBUS_tStatus Connection::open() {
     TimePoint const deadline = answerDeadline();
-    auto const opening = std::make_shared<Answer<TELLBUS_tStatus>>();
+    auto const connecting = std::make_shared<Answer<TELLBUS_tStatus>>();
     {
         std::lock_guard const lock(mMutex);
         if (mState == State::Closed) {
             return TELLBUS_E_CLOSED;
         }
-        mOpening = opening;
+        mConnecting = connecting;
     }
     bool const begun = mLoop->run([self = shared_from_this()] { self->connect(); }, deadline);
-    TELLBUS_tStatus status = mLoop->isOver() ? TELLBUS_E_CLOSED : TELLBUS_E_TIMEOUT;
+    TELLBUS_tStatus status = mLoop->hasStopped() ? TELLBUS_E_CLOSED : TELLBUS_E_TIMEOUT;
     if (begun) {
-        status = opening->waitUntil(deadline).value_or(TELLBUS_E_TIMEOUT);
+        status = connecting->waitUntil(deadline).value_or(TELLBUS_E_TIMEOUT);
     }
     if (failed(status)) {
         close(deadline);
@@ -109,25 +109,25 @@ TELLBUS_tStatus Connection::open() {
 }
 
 TELLBUS_tStatus Connection::close(TimePoint deadline) {
-    bool const shutThere = mLoop->run([self = shared_from_this()] { self->shut(); }, deadline);
-    if (!shutThere && !mLoop->isOver()) {
-        mLoop->post([self = shared_from_this()] { self->leave(Clock::now() + FAREWELL_LIMIT); });
+    bool const onItsThread = mLoop->run([self = shared_from_this()] { self->cancelAll(); }, deadline);
+    if (!onItsThread && !mLoop->hasStopped()) {
+        mLoop->post([self = shared_from_this()] { self->flush(Clock::now() + FLUSH_LIMIT); });
         return TELLBUS_E_TIMEOUT;
     }
-    if (!shutThere) {
-        shut();
+    if (!onItsThread) {
+        cancelAll();
     }
-    return leave(Clock::now() + FAREWELL_LIMIT) ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
+    return flush(Clock::now() + FLUSH_LIMIT) ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
 }
 
-void Connection::shut() {
+void Connection::cancelAll() {
     {
         std::lock_guard const lock(mMutex);
         mState = State::Closed;
         mRetryAt.reset();
         mTimer.reset();
-        if (mOpening) {
-            std::exchange(mOpening, nullptr)->set(TELLBUS_E_CLOSED);
+        if (mConnecting) {
+            std::exchange(mConnecting, nullptr)->set(TELLBUS_E_CLOSED);
         }
         mServices.clear();
         mSubscriptions.clear();
@@ -157,9 +157,9 @@ void Connection::failEach(TELLBUS_tStatus status, Take take) {
     }
 }
 
-// Whoever comes while another takes the leave waits for it: a process must not end meanwhile.
-bool Connection::leave(TimePoint deadline) {
-    std::lock_guard const one(mLeaving);
+// Whoever comes while another flushes waits for it: a process must not end meanwhile.
+bool Connection::flush(TimePoint deadline) {
+    std::lock_guard const one(mFlushing);
     std::unique_ptr<BusLink> link;
     {
         std::lock_guard const lock(mMutex);
@@ -170,10 +170,10 @@ bool Connection::leave(TimePoint deadline) {
         }
     }
     if (link) {
-        mLeft = link->farewell(deadline);
+        mFlushed = link->flushAndClose(deadline);
     }
     handles().closing.takeIf([this](Connection const& other) { return &other == this; });
-    return mLeft;
+    return mFlushed;
 }
 
 // ---- sending, on any thread
@@ -204,7 +204,7 @@ TELLBUS_tStatus Connection::answer(std::uint64_t generation, MessagePtr message)
 }
 
 TELLBUS_tStatus Connection::sendable() const {
-    if (mState != State::Up) {
+    if (mState != State::Connected) {
         return mState == State::Closed ? TELLBUS_E_CLOSED : TELLBUS_E_DISCONNECTED;
     }
     return mLink->queued() < QUEUE_LIMIT ? TELLBUS_OK : TELLBUS_E_QUEUE_FULL;
@@ -498,12 +498,12 @@ TELLBUS_tStatus Connection::unregisterService(ServicePtr const& service) {
         }
         releaseIfUnused(service->name);
     }
-    bool const past = mLoop->run([] {}, answerDeadline()) || mLoop->isOver();
+    bool const past = mLoop->run([] {}, answerDeadline()) || mLoop->hasStopped();
     return past ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
 }
 
 void Connection::releaseIfUnused(std::string const& name) {
-    if (mState == State::Up && !mServices.hasName(name)) {
+    if (mState == State::Connected && !mServices.hasName(name)) {
         MessagePtr const release = busCall("ReleaseName", name.c_str());
         dbus_message_set_no_reply(release.get(), TRUE);
         transmit(release.get());
@@ -554,7 +554,7 @@ TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
         !mSubscriptions.forSignal(subscription->path, subscription->member).empty();
     mSubscriptions.add(subscription);
     auto const watched = mSubscriptions.watched(subscription->name);
-    if (mState != State::Up) {
+    if (mState != State::Connected) {
         watched->announce = true;
         return TELLBUS_OK;
     }
@@ -576,7 +576,7 @@ TELLBUS_tStatus Connection::unsubscribe(SubscriptionPtr const& subscription, Eve
         }
         mUnsubscribed.push_back(std::move(done));
         bool const was = mSubscriptions.remove(subscription);
-        if (was && mState == State::Up) {
+        if (was && mState == State::Connected) {
             if (subscription->onSignal
                 && mSubscriptions.forSignal(subscription->path, subscription->member).empty()) {
                 removeMatch(signalRule(*subscription));
@@ -765,11 +765,11 @@ void Connection::onHello(TELLBUS_tStatus status) {
     if (mState == State::Closed) {
         return;
     }
-    mState = State::Up;
-    mUpSince = Clock::now();
+    mState = State::Connected;
+    mConnectedSince = Clock::now();
     restore();
-    if (mOpening) {
-        std::exchange(mOpening, nullptr)->set(TELLBUS_OK);
+    if (mConnecting) {
+        std::exchange(mConnecting, nullptr)->set(TELLBUS_OK);
     }
 }
 
@@ -795,14 +795,14 @@ void Connection::restore() {
 void Connection::onDisconnected() {
     std::unique_ptr<BusLink> link;
     std::vector<WatchedName> ownersBefore;
-    bool wasUp = false;
+    bool wasConnected = false;
     {
         std::lock_guard const lock(mMutex);
         if (mState == State::Closed || !mLink) {
             return;
         }
-        wasUp = std::exchange(mState, State::Away) == State::Up;
-        if (wasUp && Clock::now() - mUpSince >= STEADY) {
+        wasConnected = std::exchange(mState, State::Away) == State::Connected;
+        if (wasConnected && Clock::now() - mConnectedSince >= STEADY) {
             mBackoff.reset();
         }
         link = std::move(mLink);
@@ -815,7 +815,7 @@ void Connection::onDisconnected() {
         retryLater();
     }
     link.reset();
-    if (wasUp) {
+    if (wasConnected) {
         complain(Complaint::BusGone, mAddress);
     }
     failEach(TELLBUS_E_DISCONNECTED, [this] { return mPending.takeFirst(); });
@@ -832,8 +832,8 @@ void Connection::onDisconnected() {
 }
 
 void Connection::retryLater() {
-    if (mOpening) {
-        std::exchange(mOpening, nullptr)->set(TELLBUS_E_NO_BUS);
+    if (mConnecting) {
+        std::exchange(mConnecting, nullptr)->set(TELLBUS_E_NO_BUS);
         return;
     }
     mRetryAt = Clock::now() + mBackoff.next();

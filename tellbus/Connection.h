@@ -58,7 +58,7 @@ public:
      * Lets what is queued leave, without any callback.
      * @return false if the bus has not taken all of it by the deadline
      */
-    bool leave(TimePoint deadline);
+    bool flush(TimePoint deadline);
 
     /** Sends a call; the handler gets the answer, exactly once if the status is no failure. */
     TELLBUS_tStatus call(MessagePtr message, TimePoint deadline, ReplyHandler handler);
@@ -92,9 +92,9 @@ public:
 
 private:
     enum class State {
-        Away,   ///< no link, or one that the bus has not said hello to
-        Up,     ///< messages may be sent
-        Closed, ///< for good
+        Away,      ///< no link, or one that the bus has not said hello to
+        Connected, ///< messages may be sent
+        Closed,    ///< for good
     };
 
     void start();
@@ -118,7 +118,7 @@ private:
     void connect();
     void onHello(TELLBUS_tStatus status);
     void onDisconnected();
-    void shut();
+    void cancelAll();
     template <class Take>
     void failEach(TELLBUS_tStatus status, Take take);
     void finishUnsubscribes();
@@ -126,7 +126,7 @@ private:
     void refuseUnknownPath(DBusMessage* call);
     void tellOwner(std::vector<SubscriptionPtr> const& subscriptions, std::string const& name,
                    std::string const& before, std::string const& now) const;
-    bool mayCall() const { return !mLoop->isAbandoned(); }
+    bool mayCall() const { return !mLoop->isAborted(); }
 
     // With the mutex held.
     TELLBUS_tStatus sendable() const;
@@ -147,21 +147,21 @@ private:
     std::string const mAddress;
     std::uint64_t mHandlerId = 0;
 
-    std::mutex mLeaving; ///< held while the link takes its leave; before mMutex
-    bool mLeft = true;   ///< whether the link left with all that was sent; guarded by mLeaving
+    std::mutex mFlushing; ///< held while the link is flushed; before mMutex
+    bool mFlushed = true;   ///< whether all that was sent has left; guarded by mFlushing
     std::mutex mMutex;
     State mState = State::Away;
     std::uint64_t mGeneration = 0; ///< counts the links
     std::unique_ptr<BusLink> mLink;
     std::unique_ptr<Timer> mTimer;
     std::optional<TimePoint> mRetryAt;
-    TimePoint mUpSince;
+    TimePoint mConnectedSince;
     Backoff mBackoff;
     PendingCalls mPending;
     Services mServices;
     Subscriptions mSubscriptions;
     std::deque<EventLoop::Task> mUnsubscribed;         ///< what has to be told still
-    std::shared_ptr<Answer<TELLBUS_tStatus>> mOpening; ///< who waits in open()
+    std::shared_ptr<Answer<TELLBUS_tStatus>> mConnecting; ///< who waits in open()
 };
 
 } // namespace tellbus

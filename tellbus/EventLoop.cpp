@@ -85,7 +85,7 @@ void EventLoop::post(Task task) {
     bool first = false;
     {
         MutexLock const lock(mMutex);
-        if (mOver) {
+        if (mStopped) {
             return;
         }
         first = mTasks.empty();
@@ -111,13 +111,13 @@ bool EventLoop::run(Task task, TimePoint deadline) {
     return done->waitUntil(deadline).value_or(false);
 }
 
-bool EventLoop::isOver() {
+bool EventLoop::hasStopped() {
     MutexLock const lock(mMutex);
-    return mOver;
+    return mStopped;
 }
 
-bool EventLoop::awaitEnd(TimePoint deadline) {
-    return mEnded.waitUntil(deadline).has_value();
+bool EventLoop::awaitStop(TimePoint deadline) {
+    return mFinished.waitUntil(deadline).has_value();
 }
 
 std::uint64_t EventLoop::attach(Handler handler) {
@@ -154,7 +154,7 @@ bool EventLoop::stop(TimePoint deadline) {
         mStopping = true;
         return false;
     }
-    if (!run([this] { mStopping = true; }, deadline) && !isOver()) {
+    if (!run([this] { mStopping = true; }, deadline) && !hasStopped()) {
         return false;
     }
     if (std::thread thread = takeThread(); thread.joinable()) {
@@ -163,11 +163,11 @@ bool EventLoop::stop(TimePoint deadline) {
     return true;
 }
 
-bool EventLoop::abandon(TimePoint deadline) {
-    mAbandoned = true;
+bool EventLoop::abort(TimePoint deadline) {
+    mAborted = true;
     mStopping = true;
     wake();
-    bool const ended = !onThread() && awaitEnd(deadline);
+    bool const ended = !onThread() && awaitStop(deadline);
     if (std::thread thread = takeThread(); thread.joinable()) {
         ended ? thread.join() : thread.detach();
     }
@@ -196,20 +196,20 @@ void EventLoop::loop() {
     if (mStoppedInside) {
         runTasks();
     }
-    conclude();
+    finish();
 }
 
-void EventLoop::conclude() {
+void EventLoop::finish() {
     assertOnThread();
     mRole.release();
     std::vector<Task> dropped;
     {
         MutexLock const lock(mMutex);
-        mOver = true;
+        mStopped = true;
         dropped.swap(mTasks);
     }
     dropped.clear();
-    mEnded.set(true);
+    mFinished.set(true);
 }
 
 void EventLoop::dispatch(std::uint64_t id, std::uint32_t events) {
@@ -240,7 +240,7 @@ void EventLoop::runTasks() {
         tasks.swap(mTasks);
     }
     for (auto const& task : tasks) {
-        if (mAbandoned) {
+        if (mAborted) {
             return;
         }
         handOver();

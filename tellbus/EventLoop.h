@@ -64,10 +64,10 @@ public:
     bool run(Task task, TimePoint deadline);
 
     /** Whether the thread has stopped. */
-    bool isOver();
+    bool hasStopped();
 
     /** Waits for that; false if that is not in time. */
-    bool awaitEnd(TimePoint deadline);
+    bool awaitStop(TimePoint deadline);
 
     /** Enters a handler and returns its id, under which descriptors are watched. */
     std::uint64_t attach(Handler handler);
@@ -89,33 +89,33 @@ public:
      * false if that callback has not come to its end. Asked on the thread itself it does not
      * wait.
      */
-    bool abandon(TimePoint deadline);
+    bool abort(TimePoint deadline);
 
     /** Whether it has been aborted: no callback may begin. */
-    bool isAbandoned() const { return mAbandoned; }
+    bool isAborted() const { return mAborted; }
 
 private:
     void loop();
     void dispatch(std::uint64_t id, std::uint32_t events);
     void runTasks();
-    void conclude();
+    void finish();
     std::thread takeThread();
     void wake() const;
 
     int mEpoll;
     int mWake;
     std::atomic<bool> mStopping{false};
-    std::atomic<bool> mAbandoned{false};
+    std::atomic<bool> mAborted{false};
     ThreadRole mRole;
     bool mStoppedInside GUARDED_BY(mRole) = false;
-    Answer<bool> mEnded;
+    Answer<bool> mFinished;
 
     Mutex mMutex;
     std::thread mThread GUARDED_BY(mMutex);
     std::uint64_t mLastId GUARDED_BY(mMutex);
     std::unordered_map<std::uint64_t, std::shared_ptr<Handler>> mHandlers GUARDED_BY(mMutex);
     std::vector<Task> mTasks GUARDED_BY(mMutex);
-    bool mOver GUARDED_BY(mMutex) = false;
+    bool mStopped GUARDED_BY(mMutex) = false;
 };
 
 } // namespace tellbus

@@ -14,7 +14,7 @@ namespace {
 
 /** How long the end of the process may be held up by callbacks, and by a bus that does not read. */
 constexpr std::chrono::seconds THREAD_LIMIT{1};
-constexpr std::chrono::seconds FAREWELL_LIMIT{2};
+constexpr std::chrono::seconds FLUSH_LIMIT{2};
 
 } // namespace
 
@@ -23,13 +23,13 @@ Library& Library::instance() {
     return library;
 }
 
-TELLBUS_tStatus Library::begin() {
+TELLBUS_tStatus Library::initialize() {
     TimePoint const deadline = answerDeadline();
     while (auto const before = enter()) {
         if (before->onThread()) {
             return TELLBUS_E_THREAD;
         }
-        if (!before->awaitEnd(deadline)) {
+        if (!before->awaitStop(deadline)) {
             return TELLBUS_E_TIMEOUT;
         }
     }
@@ -38,8 +38,8 @@ TELLBUS_tStatus Library::begin() {
 
 std::shared_ptr<EventLoop> Library::enter() {
     MutexLock const lock(mMutex);
-    if (!mLoop && mEnding && !mEnding->isOver()) {
-        return mEnding;
+    if (!mLoop && mStopping && !mStopping->hasStopped()) {
+        return mStopping;
     }
     if (!mExitHandled) {
         dbus_threads_init_default();
@@ -54,18 +54,18 @@ std::shared_ptr<EventLoop> Library::enter() {
     return nullptr;
 }
 
-void Library::end() {
+void Library::shutDown() {
     if (isInherited()) {
         return;
     }
-    std::shared_ptr<EventLoop> ended;
+    std::shared_ptr<EventLoop> stopping;
     {
         MutexLock const lock(mMutex);
         if (mUsers == 0 || --mUsers > 0) {
             return;
         }
-        ended = std::exchange(mLoop, nullptr);
-        mEnding = ended;
+        stopping = std::exchange(mLoop, nullptr);
+        mStopping = stopping;
     }
     // Those that are being closed too: in a callback that finishes what their closing began.
     handles().connections.moveAll(handles().closing);
@@ -75,7 +75,7 @@ void Library::end() {
         dropHandlesOf(*connection);
         (*connection)->close();
     }
-    ended->stop(answerDeadline());
+    stopping->stop(answerDeadline());
 }
 
 std::shared_ptr<EventLoop> Library::loop() {
@@ -90,7 +90,7 @@ void* Library::adopt(std::shared_ptr<Connection> const& connection,
 }
 
 void Library::atProcessExit() {
-    instance().leave();
+    instance().flushAll();
 }
 
 // A child of fork() has no library thread, and shares its parent's sockets: it must not end them.
@@ -100,23 +100,23 @@ bool Library::isInherited() const {
 
 // What callers have sent must arrive although the process ends right behind it. No callback runs
 // from here on: what it would work with is about to be destroyed.
-void Library::leave() {
+void Library::flushAll() {
     if (isInherited()) {
         return;
     }
     if (auto const loop = lastThread()) {
-        loop->abandon(Clock::now() + THREAD_LIMIT);
+        loop->abort(Clock::now() + THREAD_LIMIT);
     }
     handles().connections.moveAll(handles().closing);
-    TimePoint const deadline = Clock::now() + FAREWELL_LIMIT;
+    TimePoint const deadline = Clock::now() + FLUSH_LIMIT;
     for (auto const& connection : handles().closing.takeAll()) {
-        connection->leave(deadline);
+        connection->flush(deadline);
     }
 }
 
 std::shared_ptr<EventLoop> Library::lastThread() {
     MutexLock const lock(mMutex);
-    return mLoop ? mLoop : mEnding;
+    return mLoop ? mLoop : mStopping;
 }
 
 } // namespace tellbus

@@ -19,26 +19,26 @@ public:
     static Library& instance();
 
     /**
-     * Counted: each needs its end(). Waits for the thread that an end() before left to a
+     * Counted: each needs its shutDown(). Waits for the thread that an shutDown() before left to a
      * callback; fails in that callback itself, since there is one thread only.
      */
-    TELLBUS_tStatus begin();
+    TELLBUS_tStatus initialize();
 
     /** The last one closes all connections and stops the thread. */
-    void end();
+    void shutDown();
 
-    /** Null before begin() and after the last end(). */
+    /** Null before initialize() and after the last shutDown(). */
     std::shared_ptr<EventLoop> loop();
 
 
-    /** Gives a connection its handle, so that end() closes it; null if its thread is stopping.
+    /** Gives a connection its handle, so that shutDown() closes it; null if its thread is stopping.
      */
     void* adopt(std::shared_ptr<Connection> const& connection,
                 std::shared_ptr<EventLoop> const& loop);
 
 private:
     static void atProcessExit();
-    void leave();
+    void flushAll();
     std::shared_ptr<EventLoop> lastThread();
 
     /** Counts a user in, with a thread; or gives the thread that has to end before that. */
@@ -50,8 +50,8 @@ private:
     unsigned int mUsers GUARDED_BY(mMutex) = 0;
     bool mExitHandled GUARDED_BY(mMutex) = false;
     std::shared_ptr<EventLoop> mLoop GUARDED_BY(mMutex);
-    /** The thread of the last end(), which may still run. */
-    std::shared_ptr<EventLoop> mEnding GUARDED_BY(mMutex);
+    /** The thread of the last shutDown(), which may still run. */
+    std::shared_ptr<EventLoop> mStopping GUARDED_BY(mMutex);
 };
 
 } // namespace tellbus

@@ -102,12 +102,12 @@ TELLBUS_tStatus answerOnce(void* requestContext, Make make) {
 } // namespace
 
 TELLBUS_tStatus TELLBUS_initialize(void) {
-    return contained([] { return Library::instance().begin(); });
+    return contained([] { return Library::instance().initialize(); });
 }
 
 void TELLBUS_shutdown(void) {
     contained([] {
-        Library::instance().end();
+        Library::instance().shutDown();
         return TELLBUS_OK;
     });
 }

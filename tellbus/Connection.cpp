@@ -1,47 +1,22 @@
 #include "tellbus/Connection.h"
 
+#include "tellbus/Answer.h"
+#include "tellbus/Complaints.h"
 #include "tellbus/Contained.h"
 #include "tellbus/HandOver.h"
-#include "tellbus/Handles.h"
 #include "tellbus/Introspection.h"
-#include "tellbus/Request.h"
 #include "tellbus/Status.h"
 #include "tellbus/Validate.h"
 
-#include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace tellbus {
 
 namespace {
 
-/** What may wait for a bus that does not read: as much as the largest message of D-Bus. */
-constexpr std::size_t QUEUE_LIMIT = DBUS_MAXIMUM_MESSAGE_LENGTH;
-
 /** How long a closing connection may take to send what is queued. */
 constexpr std::chrono::seconds FLUSH_LIMIT{2};
-
-constexpr std::chrono::seconds HELLO_LIMIT{5};
-
-/** A bus that has been there for so long is worth coming back to at once. */
-constexpr std::chrono::seconds STEADY{1};
-
-bool isFrom(DBusMessage* message, char const* sender) {
-    return std::strcmp(orEmpty(dbus_message_get_sender(message)), sender) == 0;
-}
-
-/** Enough of a path to know it; one from the bus may be as long as a message. */
-std::string shortened(char const* path) {
-    constexpr std::size_t ENOUGH = 200;
-    std::string_view const whole = path;
-    return std::string(whole.substr(0, ENOUGH)) + (whole.size() > ENOUGH ? "..." : "");
-}
-
-std::string describeMessage(DBusMessage* message) {
-    return shortened(orEmpty(dbus_message_get_path(message))) + " "
-           + orEmpty(dbus_message_get_member(message)) + " from "
-           + orEmpty(dbus_message_get_sender(message));
-}
 
 /** What the answer to RequestName says; in its absence, why there is none. */
 TELLBUS_tStatus nameStatus(TELLBUS_tStatus status, DBusMessage* answer) {
@@ -59,49 +34,55 @@ TELLBUS_tStatus nameStatus(TELLBUS_tStatus status, DBusMessage* answer) {
 
 } // namespace
 
-std::shared_ptr<Connection> Connection::create(std::shared_ptr<EventLoop> loop,
-                                               std::string address) {
-    auto connection = std::make_shared<Connection>(std::move(loop), std::move(address));
-    connection->start();
+std::shared_ptr<Connection> Connection::create(std::shared_ptr<EventLoop> loop, std::string address,
+                                               Handles handles) {
+    auto connection = std::make_shared<Connection>(std::move(loop), std::move(handles));
+    connection->compose(std::move(address));
     return connection;
 }
 
-Connection::Connection(std::shared_ptr<EventLoop> loop, std::string address)
-    : mLoop(std::move(loop)), mAddress(std::move(address)) {}
+Connection::Connection(std::shared_ptr<EventLoop> loop, Handles handles)
+    : mLoop(std::move(loop)), mHandles(std::move(handles)) {}
 
-Connection::~Connection() {
-    mLoop->detach(mHandlerId);
+// The outbox outlives the connection where a message of it is being handled, and finds nobody then.
+void Connection::compose(std::string address) {
+    std::weak_ptr<Connection> const weak = weak_from_this();
+    mOutbox = Outbox::create(mLoop, std::move(address));
+    Outbox::Reactions reactions;
+    reactions.onMessage = [weak](DBusMessage* message) {
+        if (auto const self = weak.lock()) {
+            self->onMessage(message);
+        }
+    };
+    reactions.onConnected = [weak] {
+        if (auto const self = weak.lock()) {
+            self->restoreSubscriptions();
+            self->restoreNames();
+        }
+    };
+    reactions.onDisconnected = [weak]() -> EventLoop::Task {
+        if (auto const self = weak.lock()) {
+            return self->loseOwners();
+        }
+        return [] {};
+    };
+    mOutbox->react(std::move(reactions));
 }
 
-void Connection::start() {
-    std::weak_ptr<Connection> const weak = shared_from_this();
-    mTimer = std::make_unique<Timer>(mLoop, [weak] {
-        if (auto const self = weak.lock()) {
-            self->onTimer();
-        }
-    });
-    mHandlerId = mLoop->attach([weak](std::uint32_t events) {
-        if (auto const self = weak.lock()) {
-            self->onReady(events);
-        }
-    });
+void Connection::onMessage(DBusMessage* message) {
+    switch (dbus_message_get_type(message)) {
+    case DBUS_MESSAGE_TYPE_METHOD_CALL:
+        return onCall(message);
+    case DBUS_MESSAGE_TYPE_SIGNAL:
+        return onSignal(message);
+    default:
+        return;
+    }
 }
 
 TELLBUS_tStatus Connection::open() {
     TimePoint const deadline = answerDeadline();
-    auto const connecting = std::make_shared<Answer<TELLBUS_tStatus>>();
-    {
-        std::lock_guard const lock(mMutex);
-        if (mState == State::Closed) {
-            return TELLBUS_E_CLOSED;
-        }
-        mConnecting = connecting;
-    }
-    bool const begun = mLoop->run([self = shared_from_this()] { self->connect(); }, deadline);
-    TELLBUS_tStatus status = mLoop->hasStopped() ? TELLBUS_E_CLOSED : TELLBUS_E_TIMEOUT;
-    if (begun) {
-        status = connecting->waitUntil(deadline).value_or(TELLBUS_E_TIMEOUT);
-    }
+    TELLBUS_tStatus const status = mOutbox->connect(deadline);
     if (failed(status)) {
         close(deadline);
     }
@@ -109,7 +90,8 @@ TELLBUS_tStatus Connection::open() {
 }
 
 TELLBUS_tStatus Connection::close(TimePoint deadline) {
-    bool const onItsThread = mLoop->run([self = shared_from_this()] { self->cancelAll(); }, deadline);
+    bool const onItsThread =
+        mLoop->run([self = shared_from_this()] { self->cancelAll(); }, deadline);
     if (!onItsThread && !mLoop->hasStopped()) {
         mLoop->post([self = shared_from_this()] { self->flush(Clock::now() + FLUSH_LIMIT); });
         return TELLBUS_E_TIMEOUT;
@@ -121,399 +103,38 @@ TELLBUS_tStatus Connection::close(TimePoint deadline) {
 }
 
 void Connection::cancelAll() {
-    {
-        std::lock_guard const lock(mMutex);
-        mState = State::Closed;
-        mRetryAt.reset();
-        mTimer.reset();
-        if (mConnecting) {
-            std::exchange(mConnecting, nullptr)->set(TELLBUS_E_CLOSED);
-        }
-        mServices.clear();
-        mSubscriptions.clear();
-    }
-    mLoop->detach(mHandlerId);
-    dropHandlesOf(shared_from_this());
+    mOutbox->close();
+    clearServices();
+    clearSubscriptions();
+    mHandles.drop(shared_from_this());
     finishUnsubscribes();
-    failEach(TELLBUS_E_CLOSED, [this] { return mPending.takeFirst(); });
+    mOutbox->failPending(TELLBUS_E_CLOSED);
 }
 
-/**
- * Takes one handler after the other, so that those which are left when one of them closes the
- * connection are found by that, and are over before it returns.
- */
-template <class Take>
-void Connection::failEach(TELLBUS_tStatus status, Take take) {
-    for (;;) {
-        ReplyHandler handler;
-        {
-            std::lock_guard const lock(mMutex);
-            handler = take();
-        }
-        if (!handler || !mayCall()) {
-            return;
-        }
-        contained([&] { handler(status, nullptr); });
-    }
-}
-
-// Whoever comes while another flushes waits for it: a process must not end meanwhile.
 bool Connection::flush(TimePoint deadline) {
-    std::lock_guard const one(mFlushing);
-    std::unique_ptr<BusLink> link;
-    {
-        std::lock_guard const lock(mMutex);
-        mState = State::Closed;
-        link = std::move(mLink);
-        if (link) {
-            link->stopReceiving();
-        }
-    }
-    if (link) {
-        mFlushed = link->flushAndClose(deadline);
-    }
-    handles().closing.takeIf([this](Connection const& other) { return &other == this; });
-    return mFlushed;
-}
-
-// ---- sending, on any thread
-
-TELLBUS_tStatus Connection::call(MessagePtr message, TimePoint deadline, ReplyHandler handler) {
-    handOver();
-    std::lock_guard const lock(mMutex);
-    TELLBUS_tStatus const status = sendable();
-    return failed(status) ? status : transmit(message.get(), deadline, std::move(handler));
-}
-
-TELLBUS_tStatus Connection::send(MessagePtr message) {
-    handOver();
-    std::lock_guard const lock(mMutex);
-    TELLBUS_tStatus const status = sendable();
-    return failed(status) ? status : transmit(message.get());
-}
-
-TELLBUS_tStatus Connection::answer(std::uint64_t generation, MessagePtr message) {
-    handOver();
-    std::lock_guard const lock(mMutex);
-    TELLBUS_tStatus const status = sendable();
-    if (failed(status)) {
-        return status;
-    }
-    // Another bus knows nobody of that caller's name, or somebody else.
-    return generation == mGeneration ? transmit(message.get()) : TELLBUS_E_DISCONNECTED;
-}
-
-TELLBUS_tStatus Connection::sendable() const {
-    if (mState != State::Connected) {
-        return mState == State::Closed ? TELLBUS_E_CLOSED : TELLBUS_E_DISCONNECTED;
-    }
-    return mLink->queued() < QUEUE_LIMIT ? TELLBUS_OK : TELLBUS_E_QUEUE_FULL;
-}
-
-TELLBUS_tStatus Connection::transmit(DBusMessage* message) {
-    if (mLink->send(message) == 0) {
-        return TELLBUS_E_MEMORY;
-    }
-    reportIfBroken();
-    return TELLBUS_OK;
-}
-
-TELLBUS_tStatus Connection::transmit(DBusMessage* message, TimePoint deadline,
-                                     ReplyHandler handler) {
-    dbus_uint32_t const serial = mLink->send(message);
-    if (serial == 0) {
-        return TELLBUS_E_MEMORY;
-    }
-    mPending.add(serial, std::move(handler), deadline,
-                 orEmpty(dbus_message_get_destination(message)));
-    if (deadline != TimePoint::max()) {
-        mTimer->notLaterThan(deadline);
-    }
-    reportIfBroken();
-    return TELLBUS_OK;
-}
-
-/** A link that breaks while we write leaves the epoll set: nothing else wakes the library thread.
- */
-void Connection::reportIfBroken() {
-    if (!mLink->isConnected()) {
-        mLoop->post([self = shared_from_this()] { self->onReady(0); });
-    }
-}
-
-// ---- the library thread
-
-void Connection::onReady(std::uint32_t events) {
-    for (MessagePtr message = firstMessage(events); message;
-         message = nextMessage(std::move(message))) {
-        handOver();
-        if (mayCall()) {
-            contained([&] { handle(message.get()); });
-        }
-    }
-}
-
-MessagePtr Connection::firstMessage(std::uint32_t events) {
-    std::lock_guard const lock(mMutex);
-    if (mLink) {
-        mLink->ready(events);
-    }
-    return takeMessage(nullptr);
-}
-
-MessagePtr Connection::nextMessage(MessagePtr before) {
-    std::lock_guard const lock(mMutex);
-    return takeMessage(std::move(before));
-}
-
-MessagePtr Connection::takeMessage(MessagePtr before) {
-    MessagePtr message = mLink && mayCall() ? mLink->next(std::move(before)) : nullptr;
-    if (!message) {
-        settleTimer();
-    }
-    return message;
-}
-
-void Connection::onTimer() {
-    TimePoint const now = Clock::now();
-    bool retry = false;
-    {
-        std::lock_guard const lock(mMutex);
-        if (!mTimer) {
-            return;
-        }
-        mTimer->expired();
-        retry = mRetryAt && *mRetryAt <= now;
-        if (retry) {
-            mRetryAt.reset();
-        }
-    }
-    failEach(TELLBUS_E_TIMEOUT, [&] { return mPending.takeExpired(now); });
-    if (retry) {
-        connect();
-    }
-    std::lock_guard const lock(mMutex);
-    settleTimer();
-}
-
-void Connection::settleTimer() {
-    if (!mTimer) {
-        return;
-    }
-    auto next = mPending.earliest();
-    if (mRetryAt && (!next || *mRetryAt < *next)) {
-        next = mRetryAt;
-    }
-    mTimer->set(next);
-}
-
-void Connection::handle(DBusMessage* message) {
-    switch (dbus_message_get_type(message)) {
-    case DBUS_MESSAGE_TYPE_METHOD_CALL:
-        return onCall(message);
-    case DBUS_MESSAGE_TYPE_METHOD_RETURN:
-    case DBUS_MESSAGE_TYPE_ERROR:
-        return onAnswer(message);
-    case DBUS_MESSAGE_TYPE_SIGNAL:
-        return onSignal(message);
-    default:
-        return;
-    }
-}
-
-void Connection::onAnswer(DBusMessage* message) {
-    ReplyHandler handler;
-    bool forged = false;
-    {
-        std::lock_guard const lock(mMutex);
-        dbus_uint32_t const serial = dbus_message_get_reply_serial(message);
-        forged = mPending.isForged(serial, orEmpty(dbus_message_get_sender(message)));
-        handler = forged ? nullptr : mPending.take(serial);
-    }
-    if (forged) {
-        complain(Complaint::ForgedReply, describeMessage(message));
-    } else if (handler) {
-        handler(statusOf(message), message);
-    }
-}
-
-// ---- calls from others
-
-void Connection::onCall(DBusMessage* message) {
-    if (dbus_message_has_interface(message, DBUS_INTERFACE_PEER)) {
-        return onPeerCall(message);
-    }
-    if (dbus_message_has_interface(message, DBUS_INTERFACE_INTROSPECTABLE)) {
-        return onIntrospectCall(message);
-    }
-    std::string_view const path = orEmpty(dbus_message_get_path(message));
-    ServicePtr service;
-    std::uint64_t generation = 0;
-    bool isNode = false;
-    {
-        std::lock_guard const lock(mMutex);
-        service = mServices.route(path, orEmpty(dbus_message_get_destination(message)));
-        generation = mGeneration;
-        isNode = !service && (path == "/" || !mServices.childrenOf(path).empty());
-    }
-    if (service) {
-        return onServiceCall(service, generation, message);
-    }
-    if (!isNode) {
-        return refuseUnknownPath(message);
-    }
-    refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "This object only has other objects below it");
-}
-
-void Connection::onServiceCall(ServicePtr const& service, std::uint64_t generation,
-                               DBusMessage* message) {
-    Argument const argument = argumentOf(message);
-    if (!argument.valid) {
-        return refuse(message, DBUS_ERROR_INVALID_ARGS, "One string or nothing is expected");
-    }
-    auto const request = std::make_shared<Request>();
-    request->connection = weak_from_this();
-    request->generation = generation;
-    request->caller = returnAddressOf(message);
-    request->noReply = dbus_message_get_no_reply(message);
-    handOver();
-    service->callback(handles().requests.add(request), dbus_message_get_member(message),
-                      argument.text, request->noReply ? 1 : 0, service->cookie);
-}
-
-void Connection::onPeerCall(DBusMessage* message) {
-    bool const ping = dbus_message_has_member(message, "Ping");
-    if (!ping && !dbus_message_has_member(message, "GetMachineId")) {
-        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Peer has Ping and GetMachineId");
-    }
-    if (!dbus_message_has_signature(message, "")) {
-        return refuse(message, DBUS_ERROR_INVALID_ARGS, "No argument is expected");
-    }
-    std::unique_ptr<char, void (*)(void*)> const machine(
-        ping ? nullptr : dbus_try_get_local_machine_id(nullptr), dbus_free);
-    if (!ping && !machine) {
-        return refuse(message, DBUS_ERROR_FAILED, "This machine has no id");
-    }
-    if (!dbus_message_get_no_reply(message)) {
-        send(reply(returnAddressOf(message), machine.get()));
-    }
-}
-
-void Connection::onIntrospectCall(DBusMessage* message) {
-    std::string const path = orEmpty(dbus_message_get_path(message));
-    if (!dbus_message_has_member(message, "Introspect")) {
-        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Introspectable has Introspect");
-    }
-    if (!dbus_message_has_signature(message, "")) {
-        return refuse(message, DBUS_ERROR_INVALID_ARGS, "No argument is expected");
-    }
-    std::vector<Described> services;
-    std::set<std::string> children;
-    {
-        std::lock_guard const lock(mMutex);
-        services = mServices.describedAt(path);
-        children = mServices.childrenOf(path);
-    }
-    if (services.empty() && children.empty() && path != "/") {
-        return refuseUnknownPath(message);
-    }
-    std::string const data = introspectionData(services, children);
-    if (failed(checkText(data.c_str()))) {
-        return refuse(message, DBUS_ERROR_LIMITS_EXCEEDED, "The descriptions are too long");
-    }
-    if (!dbus_message_get_no_reply(message)) {
-        send(reply(returnAddressOf(message), data.c_str()));
-    }
-}
-
-void Connection::refuse(DBusMessage* call, char const* errorName, std::string const& text) {
-    if (dbus_message_get_no_reply(call)) {
-        return complain(Complaint::BadCall, describeMessage(call) + ": " + text);
-    }
-    send(errorReply(returnAddressOf(call), errorName, text.c_str()));
-}
-
-void Connection::refuseUnknownPath(DBusMessage* call) {
-    refuse(call, DBUS_ERROR_UNKNOWN_OBJECT,
-           "No such object: " + shortened(orEmpty(dbus_message_get_path(call))));
-}
-
-// ---- services
-
-TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
-    auto const answer = std::make_shared<Answer<TELLBUS_tStatus>>();
-    TimePoint const deadline = answerDeadline();
-    {
-        std::lock_guard const lock(mMutex);
-        TELLBUS_tStatus status = sendable();
-        if (failed(status)) {
-            return status;
-        }
-        // A place in the queue for the name would be lost by a request that wants none.
-        bool const known = mServices.hasName(service->name);
-        if (!mServices.add(service)) {
-            return TELLBUS_E_EXISTS;
-        }
-        MessagePtr const request =
-            requestName(service->name.c_str(), known ? 0 : DBUS_NAME_FLAG_DO_NOT_QUEUE);
-        status = transmit(request.get(), deadline,
-                          [self = shared_from_this(), service, answer](TELLBUS_tStatus result,
-                                                                       DBusMessage* message) {
-                              answer->set(self->onNameAnswer(service, nameStatus(result, message)));
-                          });
-        if (failed(status)) {
-            mServices.remove(service);
-            return status;
-        }
-    }
-    auto const status = answer->waitUntil(deadline);
-    if (!status) {
-        std::lock_guard const lock(mMutex);
-        mServices.remove(service);
-        releaseIfUnused(service->name);
-    }
-    return status.value_or(TELLBUS_E_TIMEOUT);
-}
-
-TELLBUS_tStatus Connection::onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status) {
-    std::lock_guard const lock(mMutex);
-    if (!mServices.contains(service)) {
-        // The connection was closed, or whoever registered has given up waiting.
-        return failed(status) ? status : TELLBUS_E_TIMEOUT;
-    }
-    service->named = !failed(status);
-    if (!service->named) {
-        mServices.remove(service);
-        // The bus may have queued us for it.
-        releaseIfUnused(service->name);
-    }
-    return status;
+    bool const flushed = mOutbox->flush(deadline);
+    mHandles.closed(*this);
+    return flushed;
 }
 
 TELLBUS_tStatus Connection::unregisterService(ServicePtr const& service) {
-    {
-        std::lock_guard const lock(mMutex);
-        if (!mServices.remove(service)) {
-            return TELLBUS_E_HANDLE;
-        }
-        releaseIfUnused(service->name);
+    if (!removeService(service)) {
+        return TELLBUS_E_HANDLE;
     }
-    bool const past = mLoop->run([] {}, answerDeadline()) || mLoop->hasStopped();
-    return past ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
+    return awaitCallback() ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
 }
 
-void Connection::releaseIfUnused(std::string const& name) {
-    if (mState == State::Connected && !mServices.hasName(name)) {
-        MessagePtr const release = busCall("ReleaseName", name.c_str());
-        dbus_message_set_no_reply(release.get(), TRUE);
-        transmit(release.get());
-    }
+/** Waits until the callback that runs is over, unless it is the caller's own. */
+bool Connection::awaitCallback() {
+    return mLoop->run([] {}, answerDeadline()) || mLoop->hasStopped();
 }
 
-bool Connection::describe(ServicePtr const& service, std::string description) {
-    std::lock_guard const lock(mMutex);
-    service->description = std::move(description);
-    return mServices.contains(service);
+TELLBUS_tStatus Connection::unsubscribe(SubscriptionPtr const& subscription, EventLoop::Task done) {
+    TELLBUS_tStatus const status = removeSubscription(subscription, std::move(done));
+    if (!failed(status)) {
+        mLoop->post([self = shared_from_this()] { self->finishUnsubscribes(); });
+    }
+    return status;
 }
 
 TELLBUS_tStatus Connection::nameHasOwner(char const* name, bool& hasOwner) {
@@ -539,14 +160,209 @@ TELLBUS_tStatus Connection::nameHasOwner(char const* name, bool& hasOwner) {
     return found ? found->first : TELLBUS_E_TIMEOUT;
 }
 
-// ---- subscriptions
+// ---- the calls of others
 
-// The bus handles what we send in its order: it tells every change of the name's owner before it
-// tells who owns it, and that before the first signal. So the owner is known for each signal.
+void Connection::onCall(DBusMessage* message) {
+    if (dbus_message_has_interface(message, DBUS_INTERFACE_PEER)) {
+        return onPeerCall(message);
+    }
+    if (dbus_message_has_interface(message, DBUS_INTERFACE_INTROSPECTABLE)) {
+        return onIntrospectCall(message);
+    }
+    std::string_view const path = orEmpty(dbus_message_get_path(message));
+    ServicePtr service;
+    std::uint64_t generation = 0;
+    bool isNode = false;
+    {
+        MutexLock const lock(mOutbox->mutex());
+        service = mServices.route(path, orEmpty(dbus_message_get_destination(message)));
+        generation = mOutbox->generation();
+        isNode = !service && (path == "/" || !mServices.childrenOf(path).empty());
+    }
+    if (service) {
+        return onServiceCall(service, generation, message);
+    }
+    if (!isNode) {
+        return refuseUnknownPath(message);
+    }
+    refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "This object only has other objects below it");
+}
+
+void Connection::onServiceCall(ServicePtr const& service, std::uint64_t generation,
+                                  DBusMessage* message) {
+    Argument const argument = argumentOf(message);
+    if (!argument.valid) {
+        return refuse(message, DBUS_ERROR_INVALID_ARGS, "One string or nothing is expected");
+    }
+    auto const request = std::make_shared<Request>();
+    request->generation = generation;
+    request->caller = returnAddressOf(message);
+    request->noReply = dbus_message_get_no_reply(message);
+    handOver();
+    service->callback(admit(request), dbus_message_get_member(message), argument.text,
+                      request->noReply ? 1 : 0, service->cookie);
+}
+
+void Connection::onPeerCall(DBusMessage* message) {
+    bool const ping = dbus_message_has_member(message, "Ping");
+    if (!ping && !dbus_message_has_member(message, "GetMachineId")) {
+        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Peer has Ping and GetMachineId");
+    }
+    if (!dbus_message_has_signature(message, "")) {
+        return refuse(message, DBUS_ERROR_INVALID_ARGS, "No argument is expected");
+    }
+    std::unique_ptr<char, void (*)(void*)> const machine(
+        ping ? nullptr : dbus_try_get_local_machine_id(nullptr), dbus_free);
+    if (!ping && !machine) {
+        return refuse(message, DBUS_ERROR_FAILED, "This machine has no id");
+    }
+    if (!dbus_message_get_no_reply(message)) {
+        mOutbox->send(reply(returnAddressOf(message), machine.get()));
+    }
+}
+
+void Connection::onIntrospectCall(DBusMessage* message) {
+    std::string const path = orEmpty(dbus_message_get_path(message));
+    if (!dbus_message_has_member(message, "Introspect")) {
+        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Introspectable has Introspect");
+    }
+    if (!dbus_message_has_signature(message, "")) {
+        return refuse(message, DBUS_ERROR_INVALID_ARGS, "No argument is expected");
+    }
+    std::vector<Described> services;
+    std::set<std::string> children;
+    {
+        MutexLock const lock(mOutbox->mutex());
+        services = mServices.describedAt(path);
+        children = mServices.childrenOf(path);
+    }
+    if (services.empty() && children.empty() && path != "/") {
+        return refuseUnknownPath(message);
+    }
+    std::string const data = introspectionData(services, children);
+    if (failed(checkText(data.c_str()))) {
+        return refuse(message, DBUS_ERROR_LIMITS_EXCEEDED, "The descriptions are too long");
+    }
+    if (!dbus_message_get_no_reply(message)) {
+        mOutbox->send(reply(returnAddressOf(message), data.c_str()));
+    }
+}
+
+void Connection::refuse(DBusMessage* call, char const* errorName, std::string const& text) {
+    if (dbus_message_get_no_reply(call)) {
+        return complain(Complaint::BadCall, describeMessage(call) + ": " + text);
+    }
+    mOutbox->send(errorReply(returnAddressOf(call), errorName, text.c_str()));
+}
+
+void Connection::refuseUnknownPath(DBusMessage* call) {
+    refuse(call, DBUS_ERROR_UNKNOWN_OBJECT,
+           "No such object: " + shortened(orEmpty(dbus_message_get_path(call))));
+}
+
+TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
+    auto const answer = std::make_shared<Answer<TELLBUS_tStatus>>();
+    TimePoint const deadline = answerDeadline();
+    {
+        MutexLock const lock(mOutbox->mutex());
+        TELLBUS_tStatus status = mOutbox->sendable();
+        if (failed(status)) {
+            return status;
+        }
+        // A place in the queue for the name would be lost by a request that wants none.
+        bool const known = mServices.hasName(service->name);
+        if (!mServices.add(service)) {
+            return TELLBUS_E_EXISTS;
+        }
+        MessagePtr const request =
+            requestName(service->name.c_str(), known ? 0 : DBUS_NAME_FLAG_DO_NOT_QUEUE);
+        status = mOutbox->transmit(
+            request.get(), deadline,
+            [self = shared_from_this(), service, answer](TELLBUS_tStatus result,
+                                                         DBusMessage* message) {
+                answer->set(self->onNameAnswer(service, nameStatus(result, message)));
+            });
+        if (failed(status)) {
+            mServices.remove(service);
+            return status;
+        }
+    }
+    auto const status = answer->waitUntil(deadline);
+    if (!status) {
+        unregisterService(service);
+    }
+    return status.value_or(TELLBUS_E_TIMEOUT);
+}
+
+TELLBUS_tStatus Connection::onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status) {
+    MutexLock const lock(mOutbox->mutex());
+    if (!mServices.contains(service)) {
+        // A call that came first has unregistered it, the connection was closed, or whoever
+        // registered has given up waiting.
+        return status;
+    }
+    service->named = !failed(status);
+    if (!service->named) {
+        mServices.remove(service);
+        // The bus may have queued us for it.
+        releaseIfUnused(service->name);
+    }
+    return status;
+}
+
+bool Connection::removeService(ServicePtr const& service) {
+    MutexLock const lock(mOutbox->mutex());
+    bool const was = mServices.remove(service);
+    if (was) {
+        releaseIfUnused(service->name);
+    }
+    return was;
+}
+
+void Connection::releaseIfUnused(std::string const& name) {
+    if (mOutbox->isConnected() && !mServices.hasName(name)) {
+        MessagePtr const release = busCall("ReleaseName", name.c_str());
+        dbus_message_set_no_reply(release.get(), TRUE);
+        mOutbox->transmit(release.get());
+    }
+}
+
+bool Connection::describe(ServicePtr const& service, std::string description) {
+    MutexLock const lock(mOutbox->mutex());
+    service->description = std::move(description);
+    return mServices.contains(service);
+}
+
+void Connection::clearServices() {
+    MutexLock const lock(mOutbox->mutex());
+    mServices.clear();
+}
+
+void Connection::restoreNames() {
+    mOutbox->mutex().assertHeld();
+    for (auto const& name : mServices.names()) {
+        // In the queue for the name this time: it comes back even if another process was faster.
+        mOutbox->transmit(requestName(name.c_str(), 0).get(), TimePoint::max(),
+                          [name](TELLBUS_tStatus status, DBusMessage* answer) {
+                              if (answer && failed(nameStatus(status, answer))) {
+                                  complain(Complaint::NameLost, name);
+                              }
+                          });
+    }
+}
+
+void* Connection::admit(std::shared_ptr<Request> const& request) {
+    request->connection = weak_from_this();
+    return mHandles.add(request);
+}
+
+// ---- the signals of others
+
 TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
     handOver();
-    std::lock_guard const lock(mMutex);
-    if (TELLBUS_tStatus const status = sendable(); failed(status) && mState != State::Away) {
+    MutexLock const lock(mOutbox->mutex());
+    TELLBUS_tStatus const status = mOutbox->sendable();
+    if (failed(status) && status != TELLBUS_E_DISCONNECTED) {
         return status;
     }
     bool const knownName = mSubscriptions.watched(subscription->name) != nullptr;
@@ -554,7 +370,7 @@ TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
         !mSubscriptions.forSignal(subscription->path, subscription->member).empty();
     mSubscriptions.add(subscription);
     auto const watched = mSubscriptions.watched(subscription->name);
-    if (mState != State::Connected) {
+    if (failed(status)) {
         watched->announce = true;
         return TELLBUS_OK;
     }
@@ -567,35 +383,36 @@ TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
     return TELLBUS_OK;
 }
 
-TELLBUS_tStatus Connection::unsubscribe(SubscriptionPtr const& subscription, EventLoop::Task done) {
+TELLBUS_tStatus Connection::removeSubscription(SubscriptionPtr const& subscription,
+                                             EventLoop::Task done) {
     subscription->live = false;
-    {
-        std::lock_guard const lock(mMutex);
-        if (mState == State::Closed) {
-            return TELLBUS_E_HANDLE;
-        }
-        mUnsubscribed.push_back(std::move(done));
-        bool const was = mSubscriptions.remove(subscription);
-        if (was && mState == State::Connected) {
-            if (subscription->onSignal
-                && mSubscriptions.forSignal(subscription->path, subscription->member).empty()) {
-                removeMatch(signalRule(*subscription));
-            }
-            if (!mSubscriptions.watched(subscription->name)) {
-                removeMatch(ownerRule(subscription->name));
-            }
-        }
+    MutexLock const lock(mOutbox->mutex());
+    if (mOutbox->isClosed()) {
+        return TELLBUS_E_HANDLE;
     }
-    mLoop->post([self = shared_from_this()] { self->finishUnsubscribes(); });
+    mUnsubscribed.push_back(std::move(done));
+    if (mSubscriptions.remove(subscription) && mOutbox->isConnected()) {
+        removeMatchesOf(*subscription);
+    }
     return TELLBUS_OK;
+}
+
+void Connection::removeMatchesOf(Subscription const& subscription) {
+    if (subscription.onSignal
+        && mSubscriptions.forSignal(subscription.path, subscription.member).empty()) {
+        removeMatch(signalRule(subscription));
+    }
+    if (!mSubscriptions.watched(subscription.name)) {
+        removeMatch(ownerRule(subscription.name));
+    }
 }
 
 void Connection::finishUnsubscribes() {
     for (;;) {
         EventLoop::Task done;
         {
-            std::lock_guard const lock(mMutex);
-            if (mUnsubscribed.empty() || !mayCall()) {
+            MutexLock const lock(mOutbox->mutex());
+            if (mUnsubscribed.empty() || !mOutbox->mayCall()) {
                 return;
             }
             done = std::move(mUnsubscribed.front());
@@ -606,40 +423,46 @@ void Connection::finishUnsubscribes() {
     }
 }
 
+void Connection::clearSubscriptions() {
+    MutexLock const lock(mOutbox->mutex());
+    mSubscriptions.clear();
+}
+
 void Connection::addMatch(std::string const& rule) {
-    transmit(busCall("AddMatch", rule.c_str()).get(), TimePoint::max(),
-             [rule](TELLBUS_tStatus status, DBusMessage* answer) {
-                 if (failed(status) && answer) {
-                     complain(Complaint::MatchRule, rule);
-                 }
-             });
+    mOutbox->transmit(busCall("AddMatch", rule.c_str()).get(), TimePoint::max(),
+                      [rule](TELLBUS_tStatus status, DBusMessage* answer) {
+                          if (failed(status) && answer) {
+                              complain(Complaint::MatchRule, rule);
+                          }
+                      });
 }
 
 void Connection::removeMatch(std::string const& rule) {
     MessagePtr const message = busCall("RemoveMatch", rule.c_str());
     dbus_message_set_no_reply(message.get(), TRUE);
-    transmit(message.get());
+    mOutbox->transmit(message.get());
 }
 
 void Connection::watchName(WatchedNamePtr const& watched) {
     addMatch(ownerRule(watched->name));
     std::weak_ptr<WatchedName> const weak = watched;
-    transmit(busCall("GetNameOwner", watched->name.c_str()).get(), TimePoint::max(),
-             [self = shared_from_this(), weak](TELLBUS_tStatus status, DBusMessage* answer) {
-                 self->onOwner(weak, status, answer);
-             });
+    mOutbox->transmit(
+        busCall("GetNameOwner", watched->name.c_str()).get(), TimePoint::max(),
+        [self = shared_from_this(), weak](TELLBUS_tStatus status, DBusMessage* answer) {
+            self->onOwner(weak, status, answer);
+        });
 }
 
 // The bus answers in its order, so its answer is newer than every change that was read before it.
 // Such a change may even be older than the subscription, left in the socket by an earlier one.
 void Connection::onOwner(std::weak_ptr<WatchedName> const& weak, TELLBUS_tStatus status,
-                         DBusMessage* answer) {
+                              DBusMessage* answer) {
     std::vector<SubscriptionPtr> told;
     std::string before;
     std::string now;
     auto const watched = weak.lock();
     {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mOutbox->mutex());
         if (!watched || !answer) {
             return;
         }
@@ -657,9 +480,6 @@ void Connection::onOwner(std::weak_ptr<WatchedName> const& weak, TELLBUS_tStatus
 }
 
 void Connection::onSignal(DBusMessage* message) {
-    if (dbus_message_is_signal(message, DBUS_INTERFACE_LOCAL, "Disconnected")) {
-        return onDisconnected();
-    }
     if (dbus_message_is_signal(message, DBUS_INTERFACE_DBUS, "NameOwnerChanged")
         && isFrom(message, DBUS_SERVICE_DBUS)) {
         onOwnerChanged(message);
@@ -673,7 +493,7 @@ void Connection::onSignal(DBusMessage* message) {
         return complain(Complaint::BadSignal, describeMessage(message));
     }
     for (auto const& subscription : listeners) {
-        if (subscription->live && mayCall()) {
+        if (subscription->live && mOutbox->mayCall()) {
             handOver();
             contained([&] {
                 subscription->onSignal(dbus_message_get_member(message), orEmpty(argument.text),
@@ -685,7 +505,7 @@ void Connection::onSignal(DBusMessage* message) {
 
 std::vector<SubscriptionPtr> Connection::listenersTo(DBusMessage* signal) {
     {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mOutbox->mutex());
         auto listeners = mSubscriptions.forSignal(orEmpty(dbus_message_get_path(signal)),
                                                   orEmpty(dbus_message_get_member(signal)));
         if (listeners.empty()) {
@@ -711,7 +531,7 @@ void Connection::onOwnerChanged(DBusMessage* message) {
     }
     std::vector<SubscriptionPtr> told;
     {
-        std::lock_guard const lock(mMutex);
+        MutexLock const lock(mOutbox->mutex());
         auto const watched = mSubscriptions.watched(name);
         if (!watched || ((watched->resolved || watched->announce) && watched->owner == now)) {
             return;
@@ -724,10 +544,10 @@ void Connection::onOwnerChanged(DBusMessage* message) {
 }
 
 void Connection::tellOwner(std::vector<SubscriptionPtr> const& subscriptions,
-                           std::string const& name, std::string const& before,
-                           std::string const& now) const {
+                                std::string const& name, std::string const& before,
+                                std::string const& now) const {
     for (auto const& subscription : subscriptions) {
-        if (subscription->live && mayCall()) {
+        if (subscription->live && mOutbox->mayCall()) {
             handOver();
             contained([&] {
                 subscription->onOwner(name.c_str(), before.c_str(), now.c_str(),
@@ -737,107 +557,40 @@ void Connection::tellOwner(std::vector<SubscriptionPtr> const& subscriptions,
     }
 }
 
-// ---- coming and going of the bus
-
-void Connection::connect() {
-    std::string problem;
-    auto link = BusLink::open(mLoop, mHandlerId, mAddress, problem);
-    std::lock_guard const lock(mMutex);
-    if (mState == State::Closed) {
-        return;
-    }
-    if (!link) {
-        return retryLater();
-    }
-    mLink = std::move(link);
-    ++mGeneration;
-    transmit(busCall("Hello").get(), Clock::now() + HELLO_LIMIT,
-             [self = shared_from_this()](TELLBUS_tStatus status, DBusMessage*) {
-                 self->onHello(status);
-             });
-}
-
-void Connection::onHello(TELLBUS_tStatus status) {
-    if (failed(status)) {
-        return onDisconnected();
-    }
-    std::lock_guard const lock(mMutex);
-    if (mState == State::Closed) {
-        return;
-    }
-    mState = State::Connected;
-    mConnectedSince = Clock::now();
-    restore();
-    if (mConnecting) {
-        std::exchange(mConnecting, nullptr)->set(TELLBUS_OK);
-    }
-}
-
-/** All that the bus knew of this connection, in the order in which it was told at first. */
-void Connection::restore() {
+void Connection::restoreSubscriptions() {
+    mOutbox->mutex().assertHeld();
     for (auto const& watched : mSubscriptions.names()) {
         watchName(watched);
     }
     for (auto const& subscription : mSubscriptions.eachSignal()) {
         addMatch(signalRule(*subscription));
     }
-    for (auto const& name : mServices.names()) {
-        // In the queue for the name this time: it comes back even if another process was faster.
-        transmit(requestName(name.c_str(), 0).get(), TimePoint::max(),
-                 [name](TELLBUS_tStatus status, DBusMessage* answer) {
-                     if (answer && failed(nameStatus(status, answer))) {
-                         complain(Complaint::NameLost, name);
-                     }
-                 });
-    }
 }
 
-void Connection::onDisconnected() {
-    std::unique_ptr<BusLink> link;
-    std::vector<WatchedName> ownersBefore;
-    bool wasConnected = false;
-    {
-        std::lock_guard const lock(mMutex);
-        if (mState == State::Closed || !mLink) {
-            return;
-        }
-        wasConnected = std::exchange(mState, State::Away) == State::Connected;
-        if (wasConnected && Clock::now() - mConnectedSince >= STEADY) {
-            mBackoff.reset();
-        }
-        link = std::move(mLink);
-        for (auto const& watched : mSubscriptions.names()) {
-            ownersBefore.push_back(*watched);
-            watched->owner.clear();
-            watched->resolved = false;
-            watched->announce = true;
-        }
-        retryLater();
+EventLoop::Task Connection::loseOwners() {
+    mOutbox->mutex().assertHeld();
+    std::vector<WatchedName> before;
+    for (auto const& watched : mSubscriptions.names()) {
+        before.push_back(*watched);
+        watched->owner.clear();
+        watched->resolved = false;
+        watched->announce = true;
     }
-    link.reset();
-    if (wasConnected) {
-        complain(Complaint::BusGone, mAddress);
-    }
-    failEach(TELLBUS_E_DISCONNECTED, [this] { return mPending.takeFirst(); });
-    for (auto const& before : ownersBefore) {
-        if (!before.owner.empty()) {
-            std::vector<SubscriptionPtr> told;
-            {
-                std::lock_guard const lock(mMutex);
-                told = mSubscriptions.forOwner(before.name);
-            }
-            tellOwner(told, before.name, before.owner, std::string());
-        }
-    }
+    return [self = shared_from_this(), before = std::move(before)] { self->tellLoss(before); };
 }
 
-void Connection::retryLater() {
-    if (mConnecting) {
-        std::exchange(mConnecting, nullptr)->set(TELLBUS_E_NO_BUS);
-        return;
+void Connection::tellLoss(std::vector<WatchedName> const& before) {
+    for (auto const& name : before) {
+        if (name.owner.empty()) {
+            continue;
+        }
+        std::vector<SubscriptionPtr> told;
+        {
+            MutexLock const lock(mOutbox->mutex());
+            told = mSubscriptions.forOwner(name.name);
+        }
+        tellOwner(told, name.name, name.owner, std::string());
     }
-    mRetryAt = Clock::now() + mBackoff.next();
-    settleTimer();
 }
 
 } // namespace tellbus

@@ -1,48 +1,52 @@
 #pragma once
 
-#include "tellbus/Answer.h"
-#include "tellbus/Backoff.h"
-#include "tellbus/BusLink.h"
 #include "tellbus/Clock.h"
-#include "tellbus/Complaints.h"
 #include "tellbus/EventLoop.h"
 #include "tellbus/Message.h"
-#include "tellbus/PendingCalls.h"
+#include "tellbus/Mutex.h"
+#include "tellbus/Outbox.h"
+#include "tellbus/Request.h"
 #include "tellbus/Service.h"
 #include "tellbus/Subscription.h"
-#include "tellbus/Timer.h"
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace tellbus {
 
 /**
- * One connection of a caller to the bus, through however many restarts of the bus.
+ * One connection of a caller to the bus, through however many restarts of the bus: the outbox,
+ * and what becomes of what others send.
  *
- * One mutex guards the link and the tables. It is held for a step that does not wait: to write one
- * message, to read what the socket holds, to look a name up. It is never held while a callback
- * runs. Whoever has a message to send writes it to the socket himself, so that it leaves at once
- * and costs no change of threads; what the socket does not take the library thread writes later.
- * All reading and every callback is on the library thread.
+ * The words for an end, here and below: a caller closes a connection, which cancels what waits,
+ * flushes what is queued and closes the link; the bus disconnects; the library shuts down, which
+ * stops the thread; the end of the process aborts it.
  */
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
+    /** What the one who keeps the handles does about a connection. */
+    struct Handles {
+        std::function<void*(std::shared_ptr<Request> const&)> add;
+        /** Makes every handle stale that belongs to the connection. */
+        std::function<void(std::shared_ptr<Connection> const&)> drop;
+        /** All that was sent has left, or could not. */
+        std::function<void(Connection const&)> closed;
+    };
+
     /** Not connected yet. @throws std::system_error without descriptors */
-    static std::shared_ptr<Connection> create(std::shared_ptr<EventLoop> loop, std::string address);
+    static std::shared_ptr<Connection> create(std::shared_ptr<EventLoop> loop, std::string address,
+                                              Handles handles);
+
+    Connection(std::shared_ptr<EventLoop> loop, Handles handles);
+    Connection(Connection const&) = delete;
+    Connection& operator=(Connection const&) = delete;
 
     /** Whether the caller is the library's thread, which must not wait for the bus. */
     bool onThread() const { return mLoop->onThread(); }
-
-    Connection(std::shared_ptr<EventLoop> loop, std::string address);
-    ~Connection();
-    Connection(Connection const&) = delete;
-    Connection& operator=(Connection const&) = delete;
 
     /** Connects and waits for the bus to say hello. On failure the connection is closed. */
     TELLBUS_tStatus open();
@@ -61,13 +65,17 @@ public:
     bool flush(TimePoint deadline);
 
     /** Sends a call; the handler gets the answer, exactly once if the status is no failure. */
-    TELLBUS_tStatus call(MessagePtr message, TimePoint deadline, ReplyHandler handler);
+    TELLBUS_tStatus call(MessagePtr message, TimePoint deadline, ReplyHandler handler) {
+        return mOutbox->call(std::move(message), deadline, std::move(handler));
+    }
 
     /** Sends what nobody answers. */
-    TELLBUS_tStatus send(MessagePtr message);
+    TELLBUS_tStatus send(MessagePtr message) { return mOutbox->send(std::move(message)); }
 
     /** Sends the answer to a request of the link it came through, and of no later one. */
-    TELLBUS_tStatus answer(std::uint64_t generation, MessagePtr message);
+    TELLBUS_tStatus answer(std::uint64_t generation, MessagePtr message) {
+        return mOutbox->answer(generation, std::move(message));
+    }
 
     /** Asks the bus for the name and waits for its answer. */
     TELLBUS_tStatus registerService(ServicePtr const& service);
@@ -91,77 +99,52 @@ public:
     TELLBUS_tStatus nameHasOwner(char const* name, bool& hasOwner);
 
 private:
-    enum class State {
-        Away,      ///< no link, or one that the bus has not said hello to
-        Connected, ///< messages may be sent
-        Closed,    ///< for good
-    };
+    void compose(std::string address);
+    void onMessage(DBusMessage* message);
+    void cancelAll();
+    bool awaitCallback();
 
-    void start();
-
-    // On the library thread, without the mutex.
-    void onReady(std::uint32_t events);
-    void onTimer();
-    MessagePtr firstMessage(std::uint32_t events);
-    MessagePtr nextMessage(MessagePtr before);
-    void handle(DBusMessage* message);
+    // The calls of others.
     void onCall(DBusMessage* message);
     void onServiceCall(ServicePtr const& service, std::uint64_t generation, DBusMessage* message);
     void onPeerCall(DBusMessage* message);
     void onIntrospectCall(DBusMessage* message);
-    void onAnswer(DBusMessage* message);
+    void refuse(DBusMessage* call, char const* errorName, std::string const& text);
+    void refuseUnknownPath(DBusMessage* call);
+    TELLBUS_tStatus onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status);
+    void releaseIfUnused(std::string const& name) REQUIRES(mOutbox->mutex());
+    bool removeService(ServicePtr const& service);
+    void clearServices();
+    void restoreNames();
+    void* admit(std::shared_ptr<Request> const& request);
+
+    // The signals of others.
     void onSignal(DBusMessage* message);
     void onOwnerChanged(DBusMessage* message);
     void onOwner(std::weak_ptr<WatchedName> const& weak, TELLBUS_tStatus status,
                  DBusMessage* answer);
-    TELLBUS_tStatus onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status);
-    void connect();
-    void onHello(TELLBUS_tStatus status);
-    void onDisconnected();
-    void cancelAll();
-    template <class Take>
-    void failEach(TELLBUS_tStatus status, Take take);
-    void finishUnsubscribes();
-    void refuse(DBusMessage* call, char const* errorName, std::string const& text);
-    void refuseUnknownPath(DBusMessage* call);
+    void tellLoss(std::vector<WatchedName> const& before);
     void tellOwner(std::vector<SubscriptionPtr> const& subscriptions, std::string const& name,
                    std::string const& before, std::string const& now) const;
-    bool mayCall() const { return !mLoop->isAborted(); }
-
-    // With the mutex held.
-    TELLBUS_tStatus sendable() const;
-    TELLBUS_tStatus transmit(DBusMessage* message);
-    TELLBUS_tStatus transmit(DBusMessage* message, TimePoint deadline, ReplyHandler handler);
-    void reportIfBroken();
-    MessagePtr takeMessage(MessagePtr before);
-    void addMatch(std::string const& rule);
-    void removeMatch(std::string const& rule);
-    void watchName(WatchedNamePtr const& watched);
-    void restore();
-    void retryLater();
-    void settleTimer();
-    void releaseIfUnused(std::string const& name);
     std::vector<SubscriptionPtr> listenersTo(DBusMessage* signal);
 
-    std::shared_ptr<EventLoop> const mLoop;
-    std::string const mAddress;
-    std::uint64_t mHandlerId = 0;
+    void addMatch(std::string const& rule) REQUIRES(mOutbox->mutex());
+    void removeMatch(std::string const& rule) REQUIRES(mOutbox->mutex());
+    void removeMatchesOf(Subscription const& subscription) REQUIRES(mOutbox->mutex());
+    void watchName(WatchedNamePtr const& watched) REQUIRES(mOutbox->mutex());
+    TELLBUS_tStatus removeSubscription(SubscriptionPtr const& subscription,
+                                       EventLoop::Task done);
+    void finishUnsubscribes();
+    void clearSubscriptions();
+    void restoreSubscriptions();
+    EventLoop::Task loseOwners();
 
-    std::mutex mFlushing; ///< held while the link is flushed; before mMutex
-    bool mFlushed = true;   ///< whether all that was sent has left; guarded by mFlushing
-    std::mutex mMutex;
-    State mState = State::Away;
-    std::uint64_t mGeneration = 0; ///< counts the links
-    std::unique_ptr<BusLink> mLink;
-    std::unique_ptr<Timer> mTimer;
-    std::optional<TimePoint> mRetryAt;
-    TimePoint mConnectedSince;
-    Backoff mBackoff;
-    PendingCalls mPending;
-    Services mServices;
-    Subscriptions mSubscriptions;
-    std::deque<EventLoop::Task> mUnsubscribed;         ///< what has to be told still
-    std::shared_ptr<Answer<TELLBUS_tStatus>> mConnecting; ///< who waits in open()
+    std::shared_ptr<EventLoop> const mLoop;
+    Handles const mHandles;
+    std::shared_ptr<Outbox> mOutbox;
+    Services mServices GUARDED_BY(mOutbox->mutex());
+    Subscriptions mSubscriptions GUARDED_BY(mOutbox->mutex());
+    std::deque<EventLoop::Task> mUnsubscribed GUARDED_BY(mOutbox->mutex());
 };
 
 } // namespace tellbus

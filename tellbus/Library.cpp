@@ -1,5 +1,6 @@
 #include "tellbus/Library.h"
 
+#include "tellbus/BusAddress.h"
 #include "tellbus/Connection.h"
 #include "tellbus/Handles.h"
 
@@ -81,6 +82,18 @@ void Library::shutDown() {
 std::shared_ptr<EventLoop> Library::loop() {
     MutexLock const lock(mMutex);
     return mLoop;
+}
+
+std::shared_ptr<Connection> Library::makeConnection(std::shared_ptr<EventLoop> const& loop) {
+    Connection::Handles keeper;
+    keeper.add = [](std::shared_ptr<Request> const& request) {
+        return handles().requests.add(request);
+    };
+    keeper.drop = dropHandlesOf;
+    keeper.closed = [](Connection const& connection) {
+        handles().closing.takeIf([&](Connection const& other) { return &other == &connection; });
+    };
+    return Connection::create(loop, busAddress(), std::move(keeper));
 }
 
 void* Library::adopt(std::shared_ptr<Connection> const& connection,

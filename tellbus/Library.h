@@ -30,6 +30,8 @@ public:
     /** Null before initialize() and after the last shutDown(). */
     std::shared_ptr<EventLoop> loop();
 
+    /** A connection whose handles are those of the process. */
+    static std::shared_ptr<Connection> makeConnection(std::shared_ptr<EventLoop> const& loop);
 
     /** Gives a connection its handle, so that shutDown() closes it; null if its thread is stopping.
      */

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <string_view>
 
 namespace tellbus {
 
@@ -94,6 +95,22 @@ Argument argumentOf(DBusMessage* message) {
                                                DBUS_TYPE_INVALID);
     }
     return argument;
+}
+
+std::string shortened(char const* path) {
+    constexpr std::size_t ENOUGH = 200;
+    std::string_view const whole = path;
+    return std::string(whole.substr(0, ENOUGH)) + (whole.size() > ENOUGH ? "..." : "");
+}
+
+std::string describeMessage(DBusMessage* message) {
+    return shortened(orEmpty(dbus_message_get_path(message))) + " "
+           + orEmpty(dbus_message_get_member(message)) + " from "
+           + orEmpty(dbus_message_get_sender(message));
+}
+
+bool isFrom(DBusMessage* message, char const* sender) {
+    return std::strcmp(orEmpty(dbus_message_get_sender(message)), sender) == 0;
 }
 
 } // namespace tellbus

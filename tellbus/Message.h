@@ -45,6 +45,14 @@ struct Argument {
 };
 Argument argumentOf(DBusMessage* message);
 
+/** Enough of a path to know it; one from the bus may be as long as a message. */
+std::string shortened(char const* path);
+
+/** Path, member and sender, for a line about a message. */
+std::string describeMessage(DBusMessage* message);
+
+bool isFrom(DBusMessage* message, char const* sender);
+
 /** Like what D-Bus gives, which is null where a message has no such field. */
 inline char const* orEmpty(char const* text) {
     return text ? text : "";

@@ -1,6 +1,5 @@
 #include "tellbus/tellbus.h"
 
-#include "tellbus/BusAddress.h"
 #include "tellbus/Complaints.h"
 #include "tellbus/Connection.h"
 #include "tellbus/Contained.h"
@@ -122,7 +121,7 @@ TELLBUS_tStatus TELLBUS_getConnection(unsigned int /*reserved1*/, unsigned int /
         if (!loop || loop->onThread()) {
             return loop ? TELLBUS_E_THREAD : TELLBUS_E_NOT_INITIALIZED;
         }
-        auto const made = Connection::create(loop, busAddress());
+        auto const made = Library::makeConnection(loop);
         void* const handle = Library::instance().adopt(made, loop);
         if (!handle) {
             return TELLBUS_E_NOT_INITIALIZED;

@@ -2,7 +2,6 @@
 
 #include "tellbus/Answer.h"
 #include "tellbus/Complaints.h"
-#include "tellbus/Contained.h"
 #include "tellbus/HandOver.h"
 #include "tellbus/Introspection.h"
 #include "tellbus/Status.h"
@@ -48,6 +47,7 @@ Connection::Connection(std::shared_ptr<EventLoop> loop, Handles handles)
 void Connection::compose(std::string address) {
     std::weak_ptr<Connection> const weak = weak_from_this();
     mOutbox = Outbox::create(mLoop, std::move(address));
+    mSignals = std::make_shared<IncomingSignals>(mOutbox);
     Outbox::Reactions reactions;
     reactions.onMessage = [weak](DBusMessage* message) {
         if (auto const self = weak.lock()) {
@@ -56,13 +56,13 @@ void Connection::compose(std::string address) {
     };
     reactions.onConnected = [weak] {
         if (auto const self = weak.lock()) {
-            self->restoreSubscriptions();
+            self->mSignals->restore();
             self->restoreNames();
         }
     };
     reactions.onDisconnected = [weak]() -> EventLoop::Task {
         if (auto const self = weak.lock()) {
-            return self->loseOwners();
+            return self->mSignals->loseOwners();
         }
         return [] {};
     };
@@ -74,7 +74,7 @@ void Connection::onMessage(DBusMessage* message) {
     case DBUS_MESSAGE_TYPE_METHOD_CALL:
         return onCall(message);
     case DBUS_MESSAGE_TYPE_SIGNAL:
-        return onSignal(message);
+        return mSignals->onSignal(message);
     default:
         return;
     }
@@ -105,9 +105,9 @@ TELLBUS_tStatus Connection::close(TimePoint deadline) {
 void Connection::cancelAll() {
     mOutbox->close();
     clearServices();
-    clearSubscriptions();
+    mSignals->clear();
     mHandles.drop(shared_from_this());
-    finishUnsubscribes();
+    mSignals->finishUnsubscribes();
     mOutbox->failPending(TELLBUS_E_CLOSED);
 }
 
@@ -130,9 +130,9 @@ bool Connection::awaitCallback() {
 }
 
 TELLBUS_tStatus Connection::unsubscribe(SubscriptionPtr const& subscription, EventLoop::Task done) {
-    TELLBUS_tStatus const status = removeSubscription(subscription, std::move(done));
+    TELLBUS_tStatus const status = mSignals->unsubscribe(subscription, std::move(done));
     if (!failed(status)) {
-        mLoop->post([self = shared_from_this()] { self->finishUnsubscribes(); });
+        mLoop->post([signals = mSignals] { signals->finishUnsubscribes(); });
     }
     return status;
 }
@@ -354,243 +354,6 @@ void Connection::restoreNames() {
 void* Connection::admit(std::shared_ptr<Request> const& request) {
     request->connection = weak_from_this();
     return mHandles.add(request);
-}
-
-// ---- the signals of others
-
-TELLBUS_tStatus Connection::subscribe(SubscriptionPtr const& subscription) {
-    handOver();
-    MutexLock const lock(mOutbox->mutex());
-    TELLBUS_tStatus const status = mOutbox->sendable();
-    if (failed(status) && status != TELLBUS_E_DISCONNECTED) {
-        return status;
-    }
-    bool const knownName = mSubscriptions.watched(subscription->name) != nullptr;
-    bool const knownSignal =
-        !mSubscriptions.forSignal(subscription->path, subscription->member).empty();
-    mSubscriptions.add(subscription);
-    auto const watched = mSubscriptions.watched(subscription->name);
-    if (failed(status)) {
-        watched->announce = true;
-        return TELLBUS_OK;
-    }
-    if (!knownName) {
-        watchName(watched);
-    }
-    if (subscription->onSignal && !knownSignal) {
-        addMatch(signalRule(*subscription));
-    }
-    return TELLBUS_OK;
-}
-
-TELLBUS_tStatus Connection::removeSubscription(SubscriptionPtr const& subscription,
-                                             EventLoop::Task done) {
-    subscription->live = false;
-    MutexLock const lock(mOutbox->mutex());
-    if (mOutbox->isClosed()) {
-        return TELLBUS_E_HANDLE;
-    }
-    mUnsubscribed.push_back(std::move(done));
-    if (mSubscriptions.remove(subscription) && mOutbox->isConnected()) {
-        removeMatchesOf(*subscription);
-    }
-    return TELLBUS_OK;
-}
-
-void Connection::removeMatchesOf(Subscription const& subscription) {
-    if (subscription.onSignal
-        && mSubscriptions.forSignal(subscription.path, subscription.member).empty()) {
-        removeMatch(signalRule(subscription));
-    }
-    if (!mSubscriptions.watched(subscription.name)) {
-        removeMatch(ownerRule(subscription.name));
-    }
-}
-
-void Connection::finishUnsubscribes() {
-    for (;;) {
-        EventLoop::Task done;
-        {
-            MutexLock const lock(mOutbox->mutex());
-            if (mUnsubscribed.empty() || !mOutbox->mayCall()) {
-                return;
-            }
-            done = std::move(mUnsubscribed.front());
-            mUnsubscribed.pop_front();
-        }
-        handOver();
-        contained(done);
-    }
-}
-
-void Connection::clearSubscriptions() {
-    MutexLock const lock(mOutbox->mutex());
-    mSubscriptions.clear();
-}
-
-void Connection::addMatch(std::string const& rule) {
-    mOutbox->transmit(busCall("AddMatch", rule.c_str()).get(), TimePoint::max(),
-                      [rule](TELLBUS_tStatus status, DBusMessage* answer) {
-                          if (failed(status) && answer) {
-                              complain(Complaint::MatchRule, rule);
-                          }
-                      });
-}
-
-void Connection::removeMatch(std::string const& rule) {
-    MessagePtr const message = busCall("RemoveMatch", rule.c_str());
-    dbus_message_set_no_reply(message.get(), TRUE);
-    mOutbox->transmit(message.get());
-}
-
-void Connection::watchName(WatchedNamePtr const& watched) {
-    addMatch(ownerRule(watched->name));
-    std::weak_ptr<WatchedName> const weak = watched;
-    mOutbox->transmit(
-        busCall("GetNameOwner", watched->name.c_str()).get(), TimePoint::max(),
-        [self = shared_from_this(), weak](TELLBUS_tStatus status, DBusMessage* answer) {
-            self->onOwner(weak, status, answer);
-        });
-}
-
-// The bus answers in its order, so its answer is newer than every change that was read before it.
-// Such a change may even be older than the subscription, left in the socket by an earlier one.
-void Connection::onOwner(std::weak_ptr<WatchedName> const& weak, TELLBUS_tStatus status,
-                              DBusMessage* answer) {
-    std::vector<SubscriptionPtr> told;
-    std::string before;
-    std::string now;
-    auto const watched = weak.lock();
-    {
-        MutexLock const lock(mOutbox->mutex());
-        if (!watched || !answer) {
-            return;
-        }
-        watched->resolved = true;
-        before = watched->owner;
-        if (!failed(status) || status == TELLBUS_E_NO_SERVICE) {
-            watched->owner = failed(status) ? "" : orEmpty(argumentOf(answer).text);
-        }
-        now = watched->owner;
-        if (watched->announce && now != before) {
-            told = mSubscriptions.forOwner(watched->name);
-        }
-    }
-    tellOwner(told, watched->name, before, now);
-}
-
-void Connection::onSignal(DBusMessage* message) {
-    if (dbus_message_is_signal(message, DBUS_INTERFACE_DBUS, "NameOwnerChanged")
-        && isFrom(message, DBUS_SERVICE_DBUS)) {
-        onOwnerChanged(message);
-    }
-    auto const listeners = listenersTo(message);
-    if (listeners.empty()) {
-        return;
-    }
-    Argument const argument = argumentOf(message);
-    if (!argument.valid) {
-        return complain(Complaint::BadSignal, describeMessage(message));
-    }
-    for (auto const& subscription : listeners) {
-        if (subscription->live && mOutbox->mayCall()) {
-            handOver();
-            contained([&] {
-                subscription->onSignal(dbus_message_get_member(message), orEmpty(argument.text),
-                                       subscription->cookie);
-            });
-        }
-    }
-}
-
-std::vector<SubscriptionPtr> Connection::listenersTo(DBusMessage* signal) {
-    {
-        MutexLock const lock(mOutbox->mutex());
-        auto listeners = mSubscriptions.forSignal(orEmpty(dbus_message_get_path(signal)),
-                                                  orEmpty(dbus_message_get_member(signal)));
-        if (listeners.empty()) {
-            return listeners;
-        }
-        // The same path spells the same name for all of them.
-        auto const watched = mSubscriptions.watched(listeners.front()->name);
-        if (watched->resolved && isFrom(signal, watched->owner.c_str())) {
-            return listeners;
-        }
-    }
-    complain(Complaint::ForgedSignal, describeMessage(signal));
-    return {};
-}
-
-void Connection::onOwnerChanged(DBusMessage* message) {
-    char const* name = nullptr;
-    char const* before = nullptr;
-    char const* now = nullptr;
-    if (!dbus_message_get_args(message, nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &before,
-                               DBUS_TYPE_STRING, &now, DBUS_TYPE_INVALID)) {
-        return complain(Complaint::BadSignal, describeMessage(message));
-    }
-    std::vector<SubscriptionPtr> told;
-    {
-        MutexLock const lock(mOutbox->mutex());
-        auto const watched = mSubscriptions.watched(name);
-        if (!watched || ((watched->resolved || watched->announce) && watched->owner == now)) {
-            return;
-        }
-        watched->owner = now;
-        watched->announce = true;
-        told = mSubscriptions.forOwner(name);
-    }
-    tellOwner(told, name, before, now);
-}
-
-void Connection::tellOwner(std::vector<SubscriptionPtr> const& subscriptions,
-                                std::string const& name, std::string const& before,
-                                std::string const& now) const {
-    for (auto const& subscription : subscriptions) {
-        if (subscription->live && mOutbox->mayCall()) {
-            handOver();
-            contained([&] {
-                subscription->onOwner(name.c_str(), before.c_str(), now.c_str(),
-                                      subscription->cookie);
-            });
-        }
-    }
-}
-
-void Connection::restoreSubscriptions() {
-    mOutbox->mutex().assertHeld();
-    for (auto const& watched : mSubscriptions.names()) {
-        watchName(watched);
-    }
-    for (auto const& subscription : mSubscriptions.eachSignal()) {
-        addMatch(signalRule(*subscription));
-    }
-}
-
-EventLoop::Task Connection::loseOwners() {
-    mOutbox->mutex().assertHeld();
-    std::vector<WatchedName> before;
-    for (auto const& watched : mSubscriptions.names()) {
-        before.push_back(*watched);
-        watched->owner.clear();
-        watched->resolved = false;
-        watched->announce = true;
-    }
-    return [self = shared_from_this(), before = std::move(before)] { self->tellLoss(before); };
-}
-
-void Connection::tellLoss(std::vector<WatchedName> const& before) {
-    for (auto const& name : before) {
-        if (name.owner.empty()) {
-            continue;
-        }
-        std::vector<SubscriptionPtr> told;
-        {
-            MutexLock const lock(mOutbox->mutex());
-            told = mSubscriptions.forOwner(name.name);
-        }
-        tellOwner(told, name.name, name.owner, std::string());
-    }
 }
 
 } // namespace tellbus

@@ -2,19 +2,17 @@
 
 #include "tellbus/Clock.h"
 #include "tellbus/EventLoop.h"
+#include "tellbus/IncomingSignals.h"
 #include "tellbus/Message.h"
 #include "tellbus/Mutex.h"
 #include "tellbus/Outbox.h"
 #include "tellbus/Request.h"
 #include "tellbus/Service.h"
-#include "tellbus/Subscription.h"
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace tellbus {
 
@@ -87,7 +85,9 @@ public:
     bool describe(ServicePtr const& service, std::string description);
 
     /** Works without a bus too. */
-    TELLBUS_tStatus subscribe(SubscriptionPtr const& subscription);
+    TELLBUS_tStatus subscribe(SubscriptionPtr const& subscription) {
+        return mSignals->subscribe(subscription);
+    }
 
     /**
      * Runs done on the library thread when no callback of the subscription can follow. Fails only
@@ -118,33 +118,11 @@ private:
     void restoreNames();
     void* admit(std::shared_ptr<Request> const& request);
 
-    // The signals of others.
-    void onSignal(DBusMessage* message);
-    void onOwnerChanged(DBusMessage* message);
-    void onOwner(std::weak_ptr<WatchedName> const& weak, TELLBUS_tStatus status,
-                 DBusMessage* answer);
-    void tellLoss(std::vector<WatchedName> const& before);
-    void tellOwner(std::vector<SubscriptionPtr> const& subscriptions, std::string const& name,
-                   std::string const& before, std::string const& now) const;
-    std::vector<SubscriptionPtr> listenersTo(DBusMessage* signal);
-
-    void addMatch(std::string const& rule) REQUIRES(mOutbox->mutex());
-    void removeMatch(std::string const& rule) REQUIRES(mOutbox->mutex());
-    void removeMatchesOf(Subscription const& subscription) REQUIRES(mOutbox->mutex());
-    void watchName(WatchedNamePtr const& watched) REQUIRES(mOutbox->mutex());
-    TELLBUS_tStatus removeSubscription(SubscriptionPtr const& subscription,
-                                       EventLoop::Task done);
-    void finishUnsubscribes();
-    void clearSubscriptions();
-    void restoreSubscriptions();
-    EventLoop::Task loseOwners();
-
     std::shared_ptr<EventLoop> const mLoop;
     Handles const mHandles;
     std::shared_ptr<Outbox> mOutbox;
     Services mServices GUARDED_BY(mOutbox->mutex());
-    Subscriptions mSubscriptions GUARDED_BY(mOutbox->mutex());
-    std::deque<EventLoop::Task> mUnsubscribed GUARDED_BY(mOutbox->mutex());
+    std::shared_ptr<IncomingSignals> mSignals;
 };
 
 } // namespace tellbus

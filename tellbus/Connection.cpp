@@ -1,14 +1,14 @@
 #include "tellbus/Connection.h"
 
 #include "tellbus/Answer.h"
-#include "tellbus/Complaints.h"
-#include "tellbus/HandOver.h"
-#include "tellbus/Introspection.h"
 #include "tellbus/Status.h"
-#include "tellbus/Validate.h"
 
-#include <string_view>
 #include <utility>
+
+// Nothing moves through here but the ends: the outbox owns the link and what waits for answers, the
+// services and subscriptions belong to those who hand out what arrives, and whoever keeps the
+// handles owns the connection. A callback may let go of the last of them while a message is being
+// handled, so the outbox is told of the connection by weak pointers only.
 
 namespace tellbus {
 
@@ -16,20 +16,6 @@ namespace {
 
 /** How long a closing connection may take to send what is queued. */
 constexpr std::chrono::seconds FLUSH_LIMIT{2};
-
-/** What the answer to RequestName says; in its absence, why there is none. */
-TELLBUS_tStatus nameStatus(TELLBUS_tStatus status, DBusMessage* answer) {
-    dbus_uint32_t result = 0;
-    if (failed(status)) {
-        return status;
-    }
-    if (!dbus_message_get_args(answer, nullptr, DBUS_TYPE_UINT32, &result, DBUS_TYPE_INVALID)) {
-        return TELLBUS_E_REPLY;
-    }
-    bool const owner = result == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER
-                       || result == DBUS_REQUEST_NAME_REPLY_ALREADY_OWNER;
-    return owner ? TELLBUS_OK : TELLBUS_E_NAME_TAKEN;
-}
 
 } // namespace
 
@@ -48,6 +34,11 @@ void Connection::compose(std::string address) {
     std::weak_ptr<Connection> const weak = weak_from_this();
     mOutbox = Outbox::create(mLoop, std::move(address));
     mSignals = std::make_shared<IncomingSignals>(mOutbox);
+    mCalls = std::make_shared<IncomingCalls>(
+        mOutbox, [weak, add = mHandles.add](std::shared_ptr<Request> const& request) {
+            request->connection = weak;
+            return add(request);
+        });
     Outbox::Reactions reactions;
     reactions.onMessage = [weak](DBusMessage* message) {
         if (auto const self = weak.lock()) {
@@ -57,7 +48,7 @@ void Connection::compose(std::string address) {
     reactions.onConnected = [weak] {
         if (auto const self = weak.lock()) {
             self->mSignals->restore();
-            self->restoreNames();
+            self->mCalls->restore();
         }
     };
     reactions.onDisconnected = [weak]() -> EventLoop::Task {
@@ -72,7 +63,7 @@ void Connection::compose(std::string address) {
 void Connection::onMessage(DBusMessage* message) {
     switch (dbus_message_get_type(message)) {
     case DBUS_MESSAGE_TYPE_METHOD_CALL:
-        return onCall(message);
+        return mCalls->onCall(message);
     case DBUS_MESSAGE_TYPE_SIGNAL:
         return mSignals->onSignal(message);
     default:
@@ -104,7 +95,7 @@ TELLBUS_tStatus Connection::close(TimePoint deadline) {
 
 void Connection::cancelAll() {
     mOutbox->close();
-    clearServices();
+    mCalls->clear();
     mSignals->clear();
     mHandles.drop(shared_from_this());
     mSignals->finishUnsubscribes();
@@ -117,8 +108,12 @@ bool Connection::flush(TimePoint deadline) {
     return flushed;
 }
 
+TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
+    return mCalls->registerService(service);
+}
+
 TELLBUS_tStatus Connection::unregisterService(ServicePtr const& service) {
-    if (!removeService(service)) {
+    if (!mCalls->unregisterService(service)) {
         return TELLBUS_E_HANDLE;
     }
     return awaitCallback() ? TELLBUS_OK : TELLBUS_E_TIMEOUT;
@@ -158,202 +153,6 @@ TELLBUS_tStatus Connection::nameHasOwner(char const* name, bool& hasOwner) {
     auto const found = answer->waitUntil(deadline);
     hasOwner = found && found->second;
     return found ? found->first : TELLBUS_E_TIMEOUT;
-}
-
-// ---- the calls of others
-
-void Connection::onCall(DBusMessage* message) {
-    if (dbus_message_has_interface(message, DBUS_INTERFACE_PEER)) {
-        return onPeerCall(message);
-    }
-    if (dbus_message_has_interface(message, DBUS_INTERFACE_INTROSPECTABLE)) {
-        return onIntrospectCall(message);
-    }
-    std::string_view const path = orEmpty(dbus_message_get_path(message));
-    ServicePtr service;
-    std::uint64_t generation = 0;
-    bool isNode = false;
-    {
-        MutexLock const lock(mOutbox->mutex());
-        service = mServices.route(path, orEmpty(dbus_message_get_destination(message)));
-        generation = mOutbox->generation();
-        isNode = !service && (path == "/" || !mServices.childrenOf(path).empty());
-    }
-    if (service) {
-        return onServiceCall(service, generation, message);
-    }
-    if (!isNode) {
-        return refuseUnknownPath(message);
-    }
-    refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "This object only has other objects below it");
-}
-
-void Connection::onServiceCall(ServicePtr const& service, std::uint64_t generation,
-                                  DBusMessage* message) {
-    Argument const argument = argumentOf(message);
-    if (!argument.valid) {
-        return refuse(message, DBUS_ERROR_INVALID_ARGS, "One string or nothing is expected");
-    }
-    auto const request = std::make_shared<Request>();
-    request->generation = generation;
-    request->caller = returnAddressOf(message);
-    request->noReply = dbus_message_get_no_reply(message);
-    handOver();
-    service->callback(admit(request), dbus_message_get_member(message), argument.text,
-                      request->noReply ? 1 : 0, service->cookie);
-}
-
-void Connection::onPeerCall(DBusMessage* message) {
-    bool const ping = dbus_message_has_member(message, "Ping");
-    if (!ping && !dbus_message_has_member(message, "GetMachineId")) {
-        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Peer has Ping and GetMachineId");
-    }
-    if (!dbus_message_has_signature(message, "")) {
-        return refuse(message, DBUS_ERROR_INVALID_ARGS, "No argument is expected");
-    }
-    std::unique_ptr<char, void (*)(void*)> const machine(
-        ping ? nullptr : dbus_try_get_local_machine_id(nullptr), dbus_free);
-    if (!ping && !machine) {
-        return refuse(message, DBUS_ERROR_FAILED, "This machine has no id");
-    }
-    if (!dbus_message_get_no_reply(message)) {
-        mOutbox->send(reply(returnAddressOf(message), machine.get()));
-    }
-}
-
-void Connection::onIntrospectCall(DBusMessage* message) {
-    std::string const path = orEmpty(dbus_message_get_path(message));
-    if (!dbus_message_has_member(message, "Introspect")) {
-        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Introspectable has Introspect");
-    }
-    if (!dbus_message_has_signature(message, "")) {
-        return refuse(message, DBUS_ERROR_INVALID_ARGS, "No argument is expected");
-    }
-    std::vector<Described> services;
-    std::set<std::string> children;
-    {
-        MutexLock const lock(mOutbox->mutex());
-        services = mServices.describedAt(path);
-        children = mServices.childrenOf(path);
-    }
-    if (services.empty() && children.empty() && path != "/") {
-        return refuseUnknownPath(message);
-    }
-    std::string const data = introspectionData(services, children);
-    if (failed(checkText(data.c_str()))) {
-        return refuse(message, DBUS_ERROR_LIMITS_EXCEEDED, "The descriptions are too long");
-    }
-    if (!dbus_message_get_no_reply(message)) {
-        mOutbox->send(reply(returnAddressOf(message), data.c_str()));
-    }
-}
-
-void Connection::refuse(DBusMessage* call, char const* errorName, std::string const& text) {
-    if (dbus_message_get_no_reply(call)) {
-        return complain(Complaint::BadCall, describeMessage(call) + ": " + text);
-    }
-    mOutbox->send(errorReply(returnAddressOf(call), errorName, text.c_str()));
-}
-
-void Connection::refuseUnknownPath(DBusMessage* call) {
-    refuse(call, DBUS_ERROR_UNKNOWN_OBJECT,
-           "No such object: " + shortened(orEmpty(dbus_message_get_path(call))));
-}
-
-TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
-    auto const answer = std::make_shared<Answer<TELLBUS_tStatus>>();
-    TimePoint const deadline = answerDeadline();
-    {
-        MutexLock const lock(mOutbox->mutex());
-        TELLBUS_tStatus status = mOutbox->sendable();
-        if (failed(status)) {
-            return status;
-        }
-        // A place in the queue for the name would be lost by a request that wants none.
-        bool const known = mServices.hasName(service->name);
-        if (!mServices.add(service)) {
-            return TELLBUS_E_EXISTS;
-        }
-        MessagePtr const request =
-            requestName(service->name.c_str(), known ? 0 : DBUS_NAME_FLAG_DO_NOT_QUEUE);
-        status = mOutbox->transmit(
-            request.get(), deadline,
-            [self = shared_from_this(), service, answer](TELLBUS_tStatus result,
-                                                         DBusMessage* message) {
-                answer->set(self->onNameAnswer(service, nameStatus(result, message)));
-            });
-        if (failed(status)) {
-            mServices.remove(service);
-            return status;
-        }
-    }
-    auto const status = answer->waitUntil(deadline);
-    if (!status) {
-        unregisterService(service);
-    }
-    return status.value_or(TELLBUS_E_TIMEOUT);
-}
-
-TELLBUS_tStatus Connection::onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status) {
-    MutexLock const lock(mOutbox->mutex());
-    if (!mServices.contains(service)) {
-        // A call that came first has unregistered it, the connection was closed, or whoever
-        // registered has given up waiting.
-        return status;
-    }
-    service->named = !failed(status);
-    if (!service->named) {
-        mServices.remove(service);
-        // The bus may have queued us for it.
-        releaseIfUnused(service->name);
-    }
-    return status;
-}
-
-bool Connection::removeService(ServicePtr const& service) {
-    MutexLock const lock(mOutbox->mutex());
-    bool const was = mServices.remove(service);
-    if (was) {
-        releaseIfUnused(service->name);
-    }
-    return was;
-}
-
-void Connection::releaseIfUnused(std::string const& name) {
-    if (mOutbox->isConnected() && !mServices.hasName(name)) {
-        MessagePtr const release = busCall("ReleaseName", name.c_str());
-        dbus_message_set_no_reply(release.get(), TRUE);
-        mOutbox->transmit(release.get());
-    }
-}
-
-bool Connection::describe(ServicePtr const& service, std::string description) {
-    MutexLock const lock(mOutbox->mutex());
-    service->description = std::move(description);
-    return mServices.contains(service);
-}
-
-void Connection::clearServices() {
-    MutexLock const lock(mOutbox->mutex());
-    mServices.clear();
-}
-
-void Connection::restoreNames() {
-    mOutbox->mutex().assertHeld();
-    for (auto const& name : mServices.names()) {
-        // In the queue for the name this time: it comes back even if another process was faster.
-        mOutbox->transmit(requestName(name.c_str(), 0).get(), TimePoint::max(),
-                          [name](TELLBUS_tStatus status, DBusMessage* answer) {
-                              if (answer && failed(nameStatus(status, answer))) {
-                                  complain(Complaint::NameLost, name);
-                              }
-                          });
-    }
-}
-
-void* Connection::admit(std::shared_ptr<Request> const& request) {
-    request->connection = weak_from_this();
-    return mHandles.add(request);
 }
 
 } // namespace tellbus

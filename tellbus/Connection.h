@@ -2,12 +2,9 @@
 
 #include "tellbus/Clock.h"
 #include "tellbus/EventLoop.h"
+#include "tellbus/IncomingCalls.h"
 #include "tellbus/IncomingSignals.h"
-#include "tellbus/Message.h"
-#include "tellbus/Mutex.h"
 #include "tellbus/Outbox.h"
-#include "tellbus/Request.h"
-#include "tellbus/Service.h"
 
 #include <cstdint>
 #include <functional>
@@ -17,8 +14,8 @@
 namespace tellbus {
 
 /**
- * One connection of a caller to the bus, through however many restarts of the bus: the outbox,
- * and what becomes of what others send.
+ * One connection of a caller to the bus, through however many restarts of the bus: the outbox and
+ * behind it those who take what others send, put together here.
  *
  * The words for an end, here and below: a caller closes a connection, which cancels what waits,
  * flushes what is queued and closes the link; the bus disconnects; the library shuts down, which
@@ -82,7 +79,9 @@ public:
     TELLBUS_tStatus unregisterService(ServicePtr const& service);
 
     /** Gives a service's introspection data; false if it is no longer registered. */
-    bool describe(ServicePtr const& service, std::string description);
+    bool describe(ServicePtr const& service, std::string description) {
+        return mCalls->describe(service, std::move(description));
+    }
 
     /** Works without a bus too. */
     TELLBUS_tStatus subscribe(SubscriptionPtr const& subscription) {
@@ -104,24 +103,10 @@ private:
     void cancelAll();
     bool awaitCallback();
 
-    // The calls of others.
-    void onCall(DBusMessage* message);
-    void onServiceCall(ServicePtr const& service, std::uint64_t generation, DBusMessage* message);
-    void onPeerCall(DBusMessage* message);
-    void onIntrospectCall(DBusMessage* message);
-    void refuse(DBusMessage* call, char const* errorName, std::string const& text);
-    void refuseUnknownPath(DBusMessage* call);
-    TELLBUS_tStatus onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status);
-    void releaseIfUnused(std::string const& name) REQUIRES(mOutbox->mutex());
-    bool removeService(ServicePtr const& service);
-    void clearServices();
-    void restoreNames();
-    void* admit(std::shared_ptr<Request> const& request);
-
     std::shared_ptr<EventLoop> const mLoop;
     Handles const mHandles;
     std::shared_ptr<Outbox> mOutbox;
-    Services mServices GUARDED_BY(mOutbox->mutex());
+    std::shared_ptr<IncomingCalls> mCalls;
     std::shared_ptr<IncomingSignals> mSignals;
 };
 

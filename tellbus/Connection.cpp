@@ -109,7 +109,11 @@ bool Connection::flush(TimePoint deadline) {
 }
 
 TELLBUS_tStatus Connection::registerService(ServicePtr const& service) {
-    return mCalls->registerService(service);
+    TELLBUS_tStatus const status = mCalls->registerService(service);
+    if (status == TELLBUS_E_TIMEOUT) {
+        awaitCallback();
+    }
+    return status;
 }
 
 TELLBUS_tStatus Connection::unregisterService(ServicePtr const& service) {

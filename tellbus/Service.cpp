@@ -36,11 +36,17 @@ ServicePtr Services::route(std::string_view path, std::string_view destination) 
     ServicePtr first;
     bool const byOwnName = destination.empty() || destination.front() == ':';
     for (auto const& service : mServices) {
-        if (service->named && service->path == path) {
-            if (service->name == destination) {
-                return service;
-            }
-            first = first ? first : service;
+        if (service->path != path) {
+            continue;
+        }
+        // The bus sends it here, so it has given the name, although its answer comes only after
+        // the calls that it held back until then.
+        // Test: ActivationOnBus.AnswersEveryCallThatTheBusHeldBackMeanwhile
+        if (service->name == destination) {
+            return service;
+        }
+        if (service->named && !first) {
+            first = service;
         }
     }
     return byOwnName ? first : nullptr;

@@ -22,7 +22,7 @@ struct Service {
     std::weak_ptr<Connection> connection;
 
     // Guarded by the connection.
-    bool named = false;      ///< the bus has given the name
+    bool named = false;      ///< the bus has said that it gave the name
     std::string description; ///< introspection data of the caller, empty if it gave none
 };
 using ServicePtr = std::shared_ptr<Service>;
@@ -47,7 +47,7 @@ public:
 
     /**
      * Who takes a call: the service with that path and name, or else, if the call went to the
-     * connection's own name, the first with that path. Null if there is none.
+     * connection's own name, the first with that path whose name is there. Null if there is none.
      */
     ServicePtr route(std::string_view path, std::string_view destination) const;
 

@@ -167,9 +167,11 @@ TELLBUS_tStatus TELLBUS_registerService(void* connection, char const* name, char
         service->callback = callback;
         service->cookie = cookie;
         service->connection = found;
+        // First the handle: calls come before the answer of the bus, and may use it.
+        *handle = handles().services.add(service);
         TELLBUS_tStatus const status = found->registerService(service);
-        if (!failed(status)) {
-            *handle = handles().services.add(service);
+        if (failed(status)) {
+            handles().services.take(std::exchange(*handle, nullptr));
         }
         return status;
     });

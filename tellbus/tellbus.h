@@ -193,7 +193,12 @@ TELLBUS_API void TELLBUS_shutdown(void);
  *
  * Waits for the bus, at most 10 seconds; not in a callback. A connection may have any number of
  * services; several of them may share a name or a path, but not both. The name must be a valid
- * interface name too. Requests may arrive before this returns. reserved is 0.
+ * interface name too. reserved is 0.
+ *
+ * Requests may arrive before this returns, as those do for which the bus started this process; the
+ * handle is stored before the first of them. On failure it is null, and the callback neither runs
+ * nor is called again when this returns. To make sure of that it waits for a callback that runs, at
+ * most 10 seconds more.
  *
  * Calls with any interface or none are delivered; those with an argument that is not one string
  * are answered with org.freedesktop.DBus.Error.InvalidArgs, those for other paths with

@@ -36,6 +36,7 @@ public:
 
     explicit PrivateBus(Limits const& limits) : mLimits(limits) {
         mFolder.write("bus.conf", configuration());
+        std::filesystem::create_directory(mFolder.path("services"));
         start();
     }
 
@@ -77,6 +78,12 @@ public:
         start();
     }
 
+    /** From now on the daemon runs the command when somebody calls the name and nobody owns it. */
+    void activate(std::string const& name, std::string const& command) const {
+        mFolder.write("services/" + name + ".service",
+                      "[D-BUS Service]\nName=" + name + "\nExec=" + command + "\n");
+    }
+
     /** The daemon stops reading and writing, and keeps its connections. */
     void pause() const { kill(mPid, SIGSTOP); }
     void resume() const { kill(mPid, SIGCONT); }
@@ -102,6 +109,9 @@ private:
                "  <listen>"
                + address()
                + "</listen>\n"
+                 "  <servicedir>"
+               + mFolder.path("services")
+               + "</servicedir>\n"
                  "  <policy context=\"default\">\n"
                  "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
                  "    <allow eavesdrop=\"true\"/>\n"

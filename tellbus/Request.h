@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tellbus/Message.h"
+#include "tellbus/tellbus.h"
 
 #include <atomic>
 #include <cstdint>
@@ -17,6 +18,8 @@ struct Request {
     ReturnAddress caller;
     bool noReply = false;
     std::atomic<bool> replied{false};
+    /** Why the last text could not be sent; the caller is told if no other follows. */
+    std::atomic<TELLBUS_tStatus> refused{TELLBUS_OK};
 };
 
 } // namespace tellbus

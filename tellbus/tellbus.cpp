@@ -98,6 +98,32 @@ TELLBUS_tStatus answerOnce(void* requestContext, Make make) {
     return status;
 }
 
+/** Remembers that an answer could not be sent, for the case that no other one follows. */
+TELLBUS_tStatus refuseAnswer(void* requestContext, TELLBUS_tStatus why) {
+    if (auto const request = handles().requests.find(requestContext)) {
+        request->refused = why;
+    }
+    return why;
+}
+
+/** Tells the caller of a request that is given up why its answer could not be sent. */
+void reportRefusal(Request& request) {
+    bool const tooLarge = request.refused == TELLBUS_E_TOO_LARGE;
+    if ((!tooLarge && request.refused != TELLBUS_E_TEXT) || request.noReply
+        || request.replied.exchange(true)) {
+        return;
+    }
+    if (auto const connection = request.connection.lock()) {
+        std::string const text =
+            tooLarge ? "The answer is longer than " + std::to_string(TELLBUS_MAX_TEXT) + " bytes"
+                     : "The answer is not valid UTF-8";
+        connection->answer(request.generation,
+                           errorReply(request.caller,
+                                      tooLarge ? DBUS_ERROR_LIMITS_EXCEEDED : DBUS_ERROR_FAILED,
+                                      text.c_str()));
+    }
+}
+
 } // namespace
 
 TELLBUS_tStatus TELLBUS_initialize(void) {
@@ -323,9 +349,10 @@ TELLBUS_tStatus TELLBUS_emit(void* handle, char const* signalName, char const* j
 TELLBUS_tStatus TELLBUS_returnResult(void* requestContext, char const* jsonResult) {
     return contained([&]() -> TELLBUS_tStatus {
         TELLBUS_tStatus const text = checkText(jsonResult);
-        return failed(text) ? text : answerOnce(requestContext, [&](ReturnAddress const& caller) {
-            return reply(caller, jsonResult);
-        });
+        return failed(text) ? refuseAnswer(requestContext, text)
+                            : answerOnce(requestContext, [&](ReturnAddress const& caller) {
+                                  return reply(caller, jsonResult);
+                              });
     });
 }
 
@@ -339,15 +366,18 @@ TELLBUS_tStatus TELLBUS_returnError(void* requestContext, char const* errorName,
             return TELLBUS_E_NAME;
         }
         TELLBUS_tStatus const text = checkText(message);
-        return failed(text) ? text : answerOnce(requestContext, [&](ReturnAddress const& caller) {
-            return errorReply(caller, errorName, message);
-        });
+        return failed(text) ? refuseAnswer(requestContext, text)
+                            : answerOnce(requestContext, [&](ReturnAddress const& caller) {
+                                  return errorReply(caller, errorName, message);
+                              });
     });
 }
 
 void TELLBUS_freeReqContext(void* requestContext) {
-        handles().requests.take(requestContext);
     contained([&] {
+        if (auto const request = handles().requests.take(requestContext)) {
+            reportRefusal(*request);
+        }
         return TELLBUS_OK;
     });
 }

@@ -287,6 +287,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_emit(void* handle, char const* signalName,
  *
  * To a request that wants no reply nothing is sent: TELLBUS_NO_REPLY_WANTED. What fails does not
  * count: after a text that is refused or TELLBUS_E_QUEUE_FULL the request can still be answered.
+ * The caller of a request that is freed after a text that was too long or not UTF-8 gets an error
+ * that says so: org.freedesktop.DBus.Error.LimitsExceeded or org.freedesktop.DBus.Error.Failed.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_returnResult(void* requestContext, char const* jsonResult);
 /**
@@ -295,8 +297,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_returnResult(void* requestContext, char cons
 TELLBUS_API TELLBUS_tStatus TELLBUS_returnError(void* requestContext, char const* errorName,
                                                 char const* message);
 /**
- * Gives up a request. If it was never answered, its caller waits until its own time-out. A context
- * that is null or was freed before does nothing.
+ * Gives up a request. If nobody ever tried to answer it, its caller waits until its own time-out.
+ * A context that is null or was freed before does nothing.
  */
 TELLBUS_API void TELLBUS_freeReqContext(void* requestContext);
 

@@ -1,6 +1,7 @@
 """Input that nobody should send: the service lives."""
 
 import json
+import subprocess
 
 from expected import tag_file
 from harness import CarTest, connected, local, main, song
@@ -49,6 +50,19 @@ class BadInput(CarTest):
         [(_, status, text)] = self.received()
         self.assertEqual(status, 0)
         self.assertIn(tag["Name"].encode(), text)
+
+    def test_a_reply_that_is_too_long_is_an_error_that_says_so(self):
+        # A letter of two bytes comes back as an escape of six.
+        text = json.dumps({"tagInfo": [{"Name": "\u00e9" * 6000000}]}, ensure_ascii=False)
+        position, log = self.car.monitor.position, self.mark()
+        with self.assertRaises(subprocess.CalledProcessError):
+            self.send("checkTag", text)
+        _, error = self.car.monitor.wait(lambda message: message.type == "error", position)
+        self.assertEqual((error.error_name, error.text), (
+            "org.freedesktop.DBus.Error.LimitsExceeded",
+            "The answer is longer than 33488896 bytes"))
+        self.assertIn("Method: checkTag", self.log_of("CTaggingImpl_processTellbusRequest", log))
+        self.assert_alive()
 
     def test_a_device_report_too_deep_or_too_long(self):
         for text in ("[" * 100000, '{"available":' * 100000, "x" * MEGABYTES,

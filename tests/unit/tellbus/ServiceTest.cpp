@@ -197,6 +197,28 @@ TEST_F(ServiceOnBus, MayTryAgainAfterATextThatCannotBeSent) {
     EXPECT_THAT(results.next(), Succeeded("{}"));
 }
 
+TEST_F(ServiceOnBus, TellsTheCallerOfAnAnswerThatCannotBeSent) {
+    serve(requestInto, &requests);
+    struct {
+        std::string text;
+        TELLBUS_tStatus status;
+        char const* error;
+    } const answers[] = {
+        {std::string(TELLBUS_MAX_TEXT + 1, 'x'), TELLBUS_E_TOO_LARGE, DBUS_ERROR_LIMITS_EXCEEDED},
+        {"\xff", TELLBUS_E_TEXT, DBUS_ERROR_FAILED},
+    };
+    for (auto const& answer : answers) {
+        auto told = std::async(std::launch::async, [this] {
+            RawClient raw(bus.address());
+            return raw.call(NAME, PATH, NAME, "any");
+        });
+        void* const context = requests.next().context;
+        EXPECT_EQ(TELLBUS_returnResult(context, answer.text.c_str()), answer.status);
+        TELLBUS_freeReqContext(context);
+        EXPECT_EQ(told.get(), answer.error);
+    }
+}
+
 TEST_F(ServiceOnBus, LeavesTheCallerWithoutAnswerIfTheContextIsFreed) {
     serve(ignore);
     EXPECT_THAT(call("any", "{}", 50), Failed(TELLBUS_E_TIMEOUT));

@@ -4,7 +4,10 @@
 
 #include "Inbox.h"
 
+#include "support/BlockedThread.h"
+
 #include <csignal>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -104,6 +107,48 @@ TEST_F(EventLoopTest, StopsInATaskOfItsOwn) {
     Inbox<bool> stopped;
     other->post([&] { stopped.put(other->stop(soonEnough())); });
     EXPECT_FALSE(stopped.next());
+}
+
+TEST_F(EventLoopTest, RunsTheTasksThatWaitWhenItStopsInATaskOfItsOwn) {
+    auto const other = EventLoop::start();
+    Inbox<bool> ran;
+    other->post([&] {
+        other->post([&] { ran.put(true); });
+        other->stop(soonEnough());
+    });
+    EXPECT_TRUE(ran.next());
+    EXPECT_TRUE(other->awaitStop(soonEnough()));
+    EXPECT_TRUE(other->hasStopped());
+}
+
+TEST_F(EventLoopTest, DropsTasksOnceItHasStopped) {
+    auto task = std::make_shared<bool>(false);
+    std::weak_ptr<bool> const kept = task;
+    EXPECT_FALSE(loop->hasStopped());
+    EXPECT_TRUE(loop->stop(soonEnough()));
+    loop->post([task = std::move(task)] { *task = true; });
+    EXPECT_TRUE(kept.expired());
+    EXPECT_FALSE(loop->run([] {}, TimePoint::max()));
+    EXPECT_TRUE(loop->hasStopped());
+}
+
+TEST_F(EventLoopTest, DropsTheTasksThatWaitWhenItIsAborted) {
+    Inbox<bool> begun;
+    std::promise<void> go;
+    loop->post([&] {
+        begun.put(true);
+        go.get_future().wait();
+    });
+    begun.next();
+    bool ran = false;
+    auto waiting = std::async(std::launch::async,
+                              [&] { return loop->run([&] { ran = true; }, soonEnough()); });
+    auto aborting = std::async(std::launch::async, [&] { return loop->abort(soonEnough()); });
+    EXPECT_TRUE(waitUntil([&] { return loop->isAborted(); }));
+    go.set_value();
+    EXPECT_TRUE(aborting.get());
+    EXPECT_FALSE(waiting.get());
+    EXPECT_FALSE(ran);
 }
 
 class TimerTest : public EventLoopTest {

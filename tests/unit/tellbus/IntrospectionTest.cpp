@@ -166,6 +166,22 @@ TEST_F(IntrospectionOnBus, RefusesArgumentsAndOtherMethods) {
               DBUS_ERROR_UNKNOWN_METHOD);
 }
 
+TEST_F(IntrospectionOnBus, ShowsWhatTheLibraryAnswersItself) {
+    serve(echo);
+    EXPECT_THAT(raw.call(NAME, PATH, DBUS_INTERFACE_INTROSPECTABLE, "Introspect"),
+                AllOf(HasSubstr(R"(<interface name="org.freedesktop.DBus.Introspectable">
+    <method name="Introspect">
+      <arg name="data" type="s" direction="out"/>
+    </method>
+  </interface>)"),
+                      HasSubstr(R"(<interface name="org.freedesktop.DBus.Peer">
+    <method name="Ping"/>
+    <method name="GetMachineId">
+      <arg name="machine_uuid" type="s" direction="out"/>
+    </method>
+  </interface>)")));
+}
+
 TEST_F(IntrospectionOnBus, NeverReachesTheService) {
     serve(requestInto, &requests);
     introspect(PATH);

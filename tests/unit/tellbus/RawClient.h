@@ -82,6 +82,39 @@ public:
         return call(methodCall(name, path, interface, method));
     }
 
+    /** How many match rules all the clients of the bus have, or have that contain the text. */
+    std::size_t matchRules(std::string const& text = {}) {
+        RawMessage const reply(dbus_connection_send_with_reply_and_block(
+            mConnection,
+            methodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, "org.freedesktop.DBus.Debug.Stats",
+                       "GetAllMatchRules")
+                .get(),
+            60000, nullptr));
+        if (!reply) {
+            throw std::runtime_error("the bus does not tell its match rules");
+        }
+        std::size_t count = 0;
+        DBusMessageIter all;
+        DBusMessageIter client;
+        DBusMessageIter entry;
+        DBusMessageIter rule;
+        dbus_message_iter_init(reply.get(), &all);
+        for (dbus_message_iter_recurse(&all, &client);
+             dbus_message_iter_get_arg_type(&client) != DBUS_TYPE_INVALID;
+             dbus_message_iter_next(&client)) {
+            dbus_message_iter_recurse(&client, &entry);
+            dbus_message_iter_next(&entry);
+            for (dbus_message_iter_recurse(&entry, &rule);
+                 dbus_message_iter_get_arg_type(&rule) != DBUS_TYPE_INVALID;
+                 dbus_message_iter_next(&rule)) {
+                char const* words = nullptr;
+                dbus_message_iter_get_basic(&rule, &words);
+                count += std::string(words).find(text) != std::string::npos ? 1U : 0U;
+            }
+        }
+        return count;
+    }
+
     /** Whether a message of that type is waiting or comes before the bus has answered a call. */
     bool receives(int type) {
         call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");

@@ -250,6 +250,22 @@ TEST_F(SignalOnBus, IsNotHeardAfterUnsubscribeIsDoneWhichIsToldOnce) {
     EXPECT_EQ(done.arrived(), 1U);
 }
 
+TEST_F(SignalOnBus, IsAskedForOnceByAllItsSubscriptionsAndGivenUpWithTheLast) {
+    RawClient raw(bus.address());
+    std::size_t const before = raw.matchRules();
+    Inbox<Signal> heard;
+    Inbox<TELLBUS_tStatus> done;
+    void* const one = hear(heard, "localStatus");
+    void* const other = hear(heard, "localStatus");
+    EXPECT_EQ(raw.matchRules("localStatus"), 1U);
+    EXPECT_EQ(TELLBUS_asyncUnsubscribe(one, statusInto, &done), TELLBUS_OK);
+    settle(client);
+    EXPECT_EQ(raw.matchRules("localStatus"), 1U);
+    EXPECT_EQ(TELLBUS_asyncUnsubscribe(other, statusInto, &done), TELLBUS_OK);
+    settle(client);
+    EXPECT_EQ(raw.matchRules(), before);
+}
+
 TEST_F(SignalOnBus, StillReachesOneSubscriptionWhenAnotherEnds) {
     void* const service = serve(echo);
     Inbox<Signal> others;

@@ -1,3 +1,11 @@
+// Calls, subscriptions and their ends.
+//
+// Two records stand for a registration: the event cookie, which the bus library hands back on its
+// own thread, and the router cookie, which says on the main thread whom an event is for. This class
+// keeps a record of each call and of each subscription with the addresses of both, so that it can
+// let go of them before they are through. It frees none of them while an event with them may be on
+// its way: the listener and the router do when a call's result has come, the completion does for a
+// subscription, and what the client leaves behind when it goes is kept by the router.
 #include "bus/CSvcClientBase.h"
 
 #include "bus/CTellbusEventListener.h"

@@ -1,3 +1,8 @@
+// Who frees the two cookies of a registration. A result's event cookie is freed by the listener on
+// the library's thread, its router cookie here after the dispatch. Those of a subscription are
+// freed when its unsubscribe is complete; where that can't be waited for, retire() keeps them:
+// the event cookie until the library is shut down, the router cookie as long as this object, since
+// events that were queued before are still dispatched.
 #include "bus/CTellbusEventRouter.h"
 
 #include "bus/CTellbusAccessoryEventTarget.h"
@@ -9,12 +14,6 @@
 #include "bus/Report.h"
 #include "bus/TellbusStatus.h"
 #include "platform/neutrino.h"
-
-// Who frees the two cookies of a registration. A result's event cookie is freed by the listener on
-// the library's thread, its router cookie here after the dispatch. Those of a subscription are
-// freed when its unsubscribe is complete; where that can't be waited for, retire() keeps them:
-// the event cookie until the library is shut down, the router cookie as long as this object, since
-// events that were queued before are still dispatched.
 
 namespace {
 

@@ -1,3 +1,6 @@
+// One thread, one queue. The bus library's threads post pulses whose value is the address of a
+// CTellbusEvent; start() takes them in the order of the channel and frees event and record when the
+// handler is done, be it by an exception. Since every handler runs here, the service needs no lock.
 #include "bus/CTellbusEventServerBase.h"
 
 #include "bus/CTellbusRequest.h"
@@ -10,10 +13,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-
-// One thread, one queue. The bus library's threads post pulses whose value is the address of a
-// CTellbusEvent; start() takes them in the order of the channel and frees event and record when the
-// handler is done, be it by an exception. Since every handler runs here, the service needs no lock.
 
 namespace {
 

@@ -1,3 +1,11 @@
+// The commands of the workbench, each found by its name in one table.
+//
+// A command comes in as a line, changes a device or the media service, and leaves as a report; what
+// it cannot do is a report too, and changes nothing. The devices stand in the order in which they
+// were attached, each with a driver that has a thread of its own; the media service holds its own
+// copy of the list, as it is asked on the bus library's thread. A device is served before it is in
+// the list and leaves the list before it is reported gone, so that whoever hears of it finds it as
+// told.
 #include "rig/Workbench.h"
 
 #include <algorithm>

@@ -1,3 +1,7 @@
+// The list of attached iPods, as the media service reports it: one answer replaces the list, and
+// each signal then puts one record in or takes one out. The records belong to the service object.
+// Every change that may bring an iPod starts a transfer of the waiting tags. Who may send the
+// signal is settled below, in the subscription; here its id alone says what it is.
 #include "service/CTaggingImpl.h"
 
 #include "bus/CTellbusEventTypes.h"

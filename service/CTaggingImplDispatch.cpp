@@ -1,3 +1,7 @@
+// One method call of the bus at a time comes in here as a request, goes by its name to the
+// operation that does the work, and leaves as the text of a reply. The request belongs to the event
+// loop; this file only answers it, and lets go of the library's context of the call. An exception
+// passes through on purpose: the caller then gets no reply, and the process ends in main.
 #include "service/CTaggingImpl.h"
 
 #include "bus/CTellbusRequest.h"

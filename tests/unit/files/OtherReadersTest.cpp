@@ -2,29 +2,15 @@
 // plistlib, and xmllint.
 #include "FilesTest.h"
 #include "platform/ControlNode.h"
+#include "support/OutputOf.h"
 #include "support/ServedNode.h"
 #include "tagdata/CTagIdMgr.h"
-
-#include <array>
-#include <cstdio>
 
 namespace {
 
 class OtherReaders : public FilesTest {
 protected:
     OtherReaders() { loadConfig(); }
-
-    /** What a command prints; a status of its own if it fails. */
-    static std::string outputOf(std::string const& command) {
-        std::string output;
-        FILE* const pipe = popen(command.c_str(), "r");
-        std::array<char, 4096> buffer{};
-        while (std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) {
-            output += buffer.data();
-        }
-        int const status = pclose(pipe);
-        return status == 0 ? output : output + "status " + std::to_string(status);
-    }
 
     /** What CraftAppleXML() gives to the driver of an iPod. */
     std::string sent(CLinkedList<CTag>* tags, CLinkedList<CAmbigTag>* candidates) {
@@ -36,9 +22,13 @@ protected:
     }
 
     std::string readBack(char const* kind, std::string const& file) const {
-        return outputOf(std::string(SONGLATCH_PYTHON)
-                        + " " SONGLATCH_SOURCE_DIR "/tests/unit/files/read_back.py " + kind + " "
-                        + folder.path(file));
+        return outputOf({SONGLATCH_PYTHON, SONGLATCH_SOURCE_DIR "/tests/unit/files/read_back.py",
+                         kind, folder.path(file)});
+    }
+
+    /** The complaints of a reader that is strict with every property list. */
+    std::string complaints() const {
+        return outputOf({"xmllint", "--nonet", "--noout", folder.path("sent.plist")});
     }
 
     std::string const title = "Salt & <Sand> 'n' 12\" — Café";
@@ -76,7 +66,7 @@ TEST_F(OtherReaders, ReadThePropertyList) {
     auto const candidates = listOf(makeCandidate("candidate", 3));
     folder.write("sent.plist", sent(tags.get(), candidates.get()));
     EXPECT_EQ(readBack("plist", "sent.plist"), title + " 1\nsecond 1\ncandidate 3\n");
-    EXPECT_EQ(outputOf("xmllint --nonet --noout " + folder.path("sent.plist") + " 2>&1"), "");
+    EXPECT_EQ(complaints(), "");
 }
 
 TEST_F(OtherReaders, ReadAPropertyListWithoutTracks) {
@@ -84,5 +74,5 @@ TEST_F(OtherReaders, ReadAPropertyListWithoutTracks) {
     auto const candidates = makeList<CAmbigTag>();
     folder.write("sent.plist", sent(tags.get(), candidates.get()));
     EXPECT_EQ(readBack("plist", "sent.plist"), "");
-    EXPECT_EQ(outputOf("xmllint --nonet --noout " + folder.path("sent.plist") + " 2>&1"), "");
+    EXPECT_EQ(complaints(), "");
 }

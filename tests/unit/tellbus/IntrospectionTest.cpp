@@ -1,10 +1,8 @@
 #include "OnBus.h"
 #include "RawClient.h"
 
+#include "support/OutputOf.h"
 #include "support/TempDir.h"
-
-#include <array>
-#include <cstdio>
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
@@ -26,16 +24,6 @@ constexpr char DESCRIPTION[] = R"(<?xml version="1.0"?>
   </interface>
 </node>
 )";
-
-std::string output(std::string const& command) {
-    std::unique_ptr<FILE, int (*)(FILE*)> const pipe(popen(command.c_str(), "r"), pclose);
-    std::string text;
-    std::array<char, 4096> buffer{};
-    while (std::size_t const got = fread(buffer.data(), 1, buffer.size(), pipe.get())) {
-        text.append(buffer.data(), got);
-    }
-    return text;
-}
 
 /** What libdbus knows the machine by, nothing if the machine has no id. */
 std::optional<std::string> machineId() {
@@ -62,6 +50,12 @@ protected:
     static void install(TempDir const& folder, std::string const& text) {
         std::filesystem::create_directories(folder.path("dbus-1/interfaces"));
         folder.write("dbus-1/interfaces/com.example.one.Echo.xml", text);
+    }
+
+    /** What gdbus prints about the object for people. */
+    std::string shownByGdbus() const {
+        return outputOf({"gdbus", "introspect", "--address", bus.address(), "--dest", NAME,
+                         "--object-path", PATH});
     }
 
     std::string introspect(char const* path) {
@@ -192,16 +186,16 @@ TEST_F(IntrospectionOnBus, NeverReachesTheService) {
 TEST_F(IntrospectionOnBus, IsUnderstoodByBusctl) {
     install(dirs, DESCRIPTION);
     serve(echo);
-    EXPECT_THAT(output("busctl --address=" + bus.address() + " introspect " + NAME + " " + PATH),
+    std::string const address = "--address=" + bus.address();
+    EXPECT_THAT(outputOf({"busctl", address, "introspect", NAME, PATH}),
                 AllOf(HasSubstr(".tagRequest"), HasSubstr(".localStatus")));
-    EXPECT_THAT(output("busctl --address=" + bus.address() + " tree " + NAME), HasSubstr(PATH));
+    EXPECT_THAT(outputOf({"busctl", address, "tree", NAME}), HasSubstr(PATH));
 }
 
 TEST_F(IntrospectionOnBus, IsUnderstoodByGdbus) {
     install(dirs, DESCRIPTION);
     serve(echo);
-    EXPECT_THAT(output("gdbus introspect --address " + bus.address() + " --dest " + NAME
-                       + " --object-path " + PATH),
+    EXPECT_THAT(shownByGdbus(),
                 AllOf(HasSubstr("tagRequest(in  s parameters,"), HasSubstr("out s reply);"),
                       HasSubstr("localStatus(s status);")));
 }
@@ -211,8 +205,7 @@ TEST_F(IntrospectionOnBus, OfTheServiceListsFourMethodsAndThreeSignals) {
     std::stringstream text;
     text << file.rdbuf();
     TELLBUS_setIntrospection(serve(echo), text.str().c_str());
-    std::string const shown = output("gdbus introspect --address " + bus.address() + " --dest "
-                                     + NAME + " --object-path " + PATH);
+    std::string const shown = shownByGdbus();
     for (char const* const method :
          {"tagRequest", "clearAllLocalTags", "getProperties", "checkTag"}) {
         EXPECT_THAT(shown, HasSubstr(std::string(method) + "(in  s parameters,"));

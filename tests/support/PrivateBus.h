@@ -2,10 +2,14 @@
 
 #include "support/TempDir.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
+#include <poll.h>
 #include <spawn.h>
 #include <stdexcept>
 #include <string>
@@ -44,7 +48,7 @@ public:
     PrivateBus(PrivateBus const&) = delete;
     PrivateBus& operator=(PrivateBus const&) = delete;
 
-    /** Starts the daemon; it takes connections when this returns. */
+    /** Starts the daemon; it takes connections when this returns, which may take ten seconds. */
     void start() {
         int ready[2];
         if (pipe2(ready, O_CLOEXEC) != 0) {
@@ -52,14 +56,13 @@ public:
         }
         spawn(ready[1]);
         close(ready[1]);
-        // The daemon prints its address once it listens, and ends the line.
-        char last = '\0';
-        while (last != '\n' && readOne(ready[0], last)) {
-        }
+        bool const listens = seesALine(ready[0]);
         close(ready[0]);
-        if (last != '\n') {
+        if (!listens) {
             stop();
-            throw std::runtime_error("dbus-daemon did not start");
+            throw std::runtime_error("dbus-daemon did not tell its address within ten seconds; "
+                                     "it said: "
+                                     + mFolder.read("bus.log"));
         }
     }
 
@@ -156,12 +159,23 @@ private:
         }
     }
 
-    static bool readOne(int fd, char& character) {
-        ssize_t got = 0;
-        do {
-            got = read(fd, &character, 1);
-        } while (got == -1 && errno == EINTR);
-        return got == 1;
+    /** The daemon prints its address once it listens, and ends the line. */
+    static bool seesALine(int fd) {
+        auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        char last = '\0';
+        while (last != '\n') {
+            auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                end - std::chrono::steady_clock::now());
+            pollfd entry{fd, POLLIN, 0};
+            int const ready = poll(&entry, 1, std::max(0, static_cast<int>(left.count())));
+            if (ready == -1 && errno == EINTR) {
+                continue;
+            }
+            if (ready != 1 || read(fd, &last, 1) != 1) {
+                return false;
+            }
+        }
+        return true;
     }
 
     Limits mLimits;

@@ -7,11 +7,15 @@
 #include <stdexcept>
 #include <string>
 
-/** A folder of the test's own, gone with everything in it at the end of its life. */
+/**
+ * A folder of the test's own, gone with everything in it at the end of its life. It lies where the
+ * system wants temporary files, unless that path is so long that the 107 bytes of a socket's
+ * address would not hold it.
+ */
 class TempDir {
 public:
     TempDir() {
-        std::string name = (std::filesystem::temp_directory_path() / "songlatch-XXXXXX").string();
+        std::string name = parent() + "/songlatch-XXXXXX";
         if (mkdtemp(name.data()) == nullptr) {
             throw std::runtime_error("mkdtemp " + name);
         }
@@ -49,5 +53,11 @@ public:
     void remove(std::string const& name) const { std::filesystem::remove_all(path(name)); }
 
 private:
+    static std::string parent() {
+        constexpr std::size_t LONGEST = 80;
+        std::string const usual = std::filesystem::temp_directory_path().string();
+        return usual.size() <= LONGEST ? usual : "/tmp";
+    }
+
     std::string mPath;
 };

@@ -11,7 +11,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 from workbench import calls, tagfiles  # noqa: E402
 from workbench.bus import SERVICE, SERVICE_PATH  # noqa: E402
 from workbench.car import Car  # noqa: E402
-from workbench.programs import Timeout  # noqa: E402
+from workbench.programs import Timeout, binary  # noqa: E402
 
 OLD_IPOD, NEW_IPOD = 3, 7
 

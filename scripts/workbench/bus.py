@@ -1,10 +1,16 @@
 """A message bus of one's own, and a recorder of everything that goes over it."""
 
+import itertools
 import json
 import os
-import subprocess
+import shlex
+import pathlib
+import tempfile
+import time
+import urllib.parse
+import xml.sax.saxutils
 
-from .programs import Program, Timeout
+from .programs import DEADLINE, START_DEADLINE, Program, Timeout, run
 
 BUS = "org.freedesktop.DBus"
 SERVICE = "com.veldan.service.Songlatch"
@@ -21,7 +27,8 @@ SERVICE_PATH = object_path(SERVICE)
 _CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
-  <listen>unix:path={socket}</listen>
+  <listen>{address}</listen>
+  <servicedir>{services}</servicedir>
   <auth>EXTERNAL</auth>
   <policy context="default">
     <allow user="*"/>
@@ -38,12 +45,31 @@ _CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Co
 """
 
 
+def new_folder():
+    """
+    A new folder in which a bus can live: where the system wants temporary files, unless that path
+    is so long that the 107 bytes of a socket's address would not hold it.
+    """
+    usual = tempfile.gettempdir()
+    return pathlib.Path(tempfile.mkdtemp(
+        prefix="songlatch-", dir=usual if len(os.fsencode(usual)) <= 80 else "/tmp"))
+
+
+def socket_address(path):
+    """The address of a socket as D-Bus writes it, whatever letters the path has."""
+    return f"unix:path={urllib.parse.quote(os.fsencode(path), safe='/-_.')}"
+
+
 class PrivateBus:
     """A dbus-daemon that nobody else knows of."""
 
     def __init__(self, folder, keep=False):
+        address = xml.sax.saxutils.escape(socket_address(folder / "bus"))
         self._configuration = folder / "bus.conf"
-        self._configuration.write_text(_CONFIGURATION.format(socket=folder / "bus"))
+        self._services = folder / "services"
+        self._services.mkdir()
+        self._configuration.write_text(_CONFIGURATION.format(
+            address=address, services=xml.sax.saxutils.escape(str(self._services))))
         self._keep = folder / "bus.out" if keep else None
         self.start()
 
@@ -52,15 +78,17 @@ class PrivateBus:
         Starts the daemon; it listens when this returns. A stopped one comes back at its place, but
         its address names the run of the bus too, and strict clients want that of this run.
         """
-        reader, writer = os.pipe()
         self._program = Program(
             ["dbus-daemon", f"--config-file={self._configuration}", "--nofork", "--nopidfile",
-             f"--print-address={writer}"], pass_fds=[writer], keep=self._keep)
-        os.close(writer)
-        with os.fdopen(reader) as stream:
-            self.address = stream.readline().strip()
-        if not self.address:
-            raise Timeout("the bus has not started")
+             "--print-address"], keep=self._keep)
+        _, line = self._program.output.wait(lambda line: True, what="the address of the bus",
+                                            deadline=START_DEADLINE)
+        self.address = line.strip()
+
+    def activate(self, name, command):
+        """From now on the daemon runs the command when the name is called and has no owner."""
+        (self._services / f"{name}.service").write_text(
+            f"[D-BUS Service]\nName={name}\nExec={shlex.join(map(str, command))}\n")
 
     @property
     def environment(self):
@@ -121,30 +149,47 @@ class Monitor:
 
     def __init__(self, bus):
         self._program = Program(["busctl", "--json=short", "monitor"], bus.environment,
-                                parse=_parse, errors=subprocess.PIPE)
+                                parse=_parse)
         self._messages = self._program.output
-        with self._program.process.stderr as words:
-            for line in words:
-                if b"Monitoring" in line:
-                    return
-        raise Timeout("busctl monitor has not started")
+        self._wait_until_it_listens(bus)
+
+    def _wait_until_it_listens(self, bus):
+        """
+        Sends signals until one of them is seen. What busctl says about its start is meant for
+        people, and differs from one version to the next.
+        """
+        end = time.monotonic() + START_DEADLINE
+        for attempt in itertools.count():
+            left = end - time.monotonic()
+            if left <= 0 or not self._program.running:
+                raise Timeout("the monitor did not see a signal sent to it within "
+                              f"{START_DEADLINE:g} s\n{self._program.last_words()}")
+            run(["busctl", "--system", "emit", "/", "com.veldan.rig.Monitor", "Listening"],
+                env={**os.environ, **bus.environment})
+            pause = min(left, 0.05 * 2 ** attempt)
+            if self._messages.find(lambda seen: seen.is_signal("Listening"), deadline=pause):
+                return
 
     @property
     def position(self):
         """How many messages there have been."""
         return len(self._messages)
 
-    def wait(self, accept, position=0, what="a message"):
-        return self._messages.wait(accept, position, what)
+    def wait(self, accept, position=0, what="a message", deadline=DEADLINE):
+        return self._messages.wait(accept, position, what, deadline)
 
     def since(self, position):
         return self._messages.since(position)
 
-    def wait_for_owner(self, name, position=0):
-        """Waits until a name has been taken."""
-        return self.wait(lambda message: message.is_signal("NameOwnerChanged")
-                         and message.data[0] == name and message.data[2],
-                         position, f"an owner of {name}")
+    def wait_for_owner(self, name, position=0, program=None):
+        """Waits until a name has been taken, by that program if there is one to be blamed."""
+        try:
+            return self.wait(lambda message: message.is_signal("NameOwnerChanged")
+                             and message.data[0] == name and message.data[2],
+                             position, f"an owner of {name}", START_DEADLINE)
+        except Timeout as late:
+            blamed = f"\n{program.last_words()}" if program else ""
+            raise Timeout(f"{late}{blamed}") from late
 
     def wait_for_signal(self, member, position=0, count=1):
         """Waits for the n-th signal of that name from the position on."""

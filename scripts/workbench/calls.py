@@ -4,10 +4,9 @@ import ast
 import itertools
 import os
 import json
-import subprocess
 
 from .bus import SERVICE, SERVICE_PATH, object_path
-from .programs import DEADLINE
+from .programs import DEADLINE, run
 
 
 class CallFailed(Exception):
@@ -20,8 +19,7 @@ def environment(bus):
 
 
 def _run(bus, command):
-    done = subprocess.run(command, env=environment(bus), capture_output=True, timeout=DEADLINE,
-                          check=False)
+    done = run(command, env=environment(bus), capture_output=True, check=False)
     if done.returncode != 0:
         raise CallFailed(done.stderr.decode())
     return done.stdout.decode()
@@ -49,6 +47,13 @@ def busctl_command(method, *arguments, to=SERVICE, timeout=DEADLINE, options=())
 def busctl_raw(bus, method, *arguments, **options):
     """What busctl prints for a call with any arguments."""
     return _run(bus, busctl_command(method, *arguments, **options))
+
+
+def methods(bus):
+    """The names of the service's methods, as busctl finds them by introspection."""
+    rows = _run(bus, ["busctl", "--system", "introspect", SERVICE, SERVICE_PATH, SERVICE])
+    return sorted(words[0][1:] for words in map(str.split, rows.splitlines())
+                  if words[1:2] == ["method"])
 
 
 def emit(bus, path, interface, name, text):

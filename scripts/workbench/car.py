@@ -5,12 +5,11 @@ import os
 import pathlib
 import shutil
 import subprocess
-import tempfile
 import time
 
 from . import calls, tagfiles
-from .bus import MEDIA, SERVICE, Monitor, PrivateBus, object_path
-from .programs import Program, binary
+from .bus import MEDIA, SERVICE, Monitor, PrivateBus, new_folder, object_path
+from .programs import DEADLINE, START_DEADLINE, Program, binary, run
 
 
 class Folder:
@@ -20,7 +19,7 @@ class Folder:
                      '  <taggerConfiguration debugVerbosity="0"/>\n'
                      '  <multiples enabled="{enabled}" choose="{choose}"/>\n'
                      '  <maxTagCount value="{limit}"/>\n'
-                     '  <localStorage folder="{folder}"/>\n</configuration>\n')
+                     '  <localStorage folder="{folder}"/>\n{more}</configuration>\n')
 
     def __init__(self, path):
         self.path = pathlib.Path(path)
@@ -41,10 +40,10 @@ class Folder:
     def tagged_info(self):
         return self.store / "TaggedInfo.xml"
 
-    def configure(self, limit=10, enabled="false", choose="all"):
+    def configure(self, limit=10, enabled="false", choose="all", more=""):
         """Writes the configuration; the service reads it anew for each piece of work."""
         self.configuration.write_text(self.CONFIGURATION.format(
-            enabled=enabled, choose=choose, limit=limit, folder=self.store))
+            enabled=enabled, choose=choose, limit=limit, folder=self.store, more=more))
 
     def prepare(self, **configuration):
         """What must lie there before the first start."""
@@ -65,12 +64,11 @@ class Service:
         if arguments is None:
             arguments = [f"-config={folder.configuration}"]
         self.errors = folder.path / "service.err"
-        with open(self.errors, "ab") as errors:
-            self.program = Program(
-                [binary(program), *arguments],
-                {**bus.environment, "SONGLATCH_TEST_LOG": str(folder.log_path)},
-                folder=folder.path, errors=errors,
-                keep=folder.path / "service.out" if keep else None)
+        self.program = Program(
+            [binary(program), *arguments],
+            {**bus.environment, "SONGLATCH_TEST_LOG": str(folder.log_path)},
+            folder=folder.path, errors=self.errors,
+            keep=folder.path / "service.out" if keep else None)
 
     @property
     def pid(self):
@@ -87,12 +85,13 @@ class Service:
 class Rig:
     """The rig, commanded through its standard input."""
 
-    def __init__(self, bus, folder, keep=False):
-        with open(folder.path / "rig.err", "ab") as errors:
-            self.program = Program(
-                [binary("songlatch-rig")], bus.environment, parse=json.loads, errors=errors,
-                stdin=self._fifo(folder.path / "rig.in") if keep else subprocess.PIPE,
-                keep=folder.path / "rig.out" if keep else None)
+    def __init__(self, bus, folder, keep=False, options=(), environment=None):
+        self.program = Program(
+            [binary("songlatch-rig"), *options], {**bus.environment, **(environment or {})},
+            parse=json.loads,
+            errors=folder.path / "rig.err",
+            stdin=self._fifo(folder.path / "rig.in") if keep else subprocess.PIPE,
+            keep=folder.path / "rig.out" if keep else None)
         self.reports = self.program.output
 
     def _fifo(self, path):
@@ -111,12 +110,12 @@ class Rig:
     def pid(self):
         return self.program.pid
 
-    def wait(self, event, position=0, **fields):
+    def wait(self, event, position=0, deadline=DEADLINE, **fields):
         """The place behind the first such report from the position on, and the report."""
         def fits(report):
             return report["event"] == event and all(
                 report.get(key) == value for key, value in fields.items())
-        return self.reports.wait(fits, position, f"the rig's {event} {fields}")
+        return self.reports.wait(fits, position, f"the rig's {event} {fields}", deadline)
 
     def command(self, line, answer):
         """Gives one command and waits for its report."""
@@ -141,7 +140,7 @@ class Car:
 
     def __init__(self, prepare=True, keep=False, **configuration):
         self.keep = keep
-        self.root = pathlib.Path(tempfile.mkdtemp(prefix="songlatch-"))
+        self.root = new_folder()
         self.folder = Folder(self.root)
         if prepare:
             self.folder.prepare(**configuration)
@@ -168,8 +167,8 @@ class Car:
     def start_rig(self):
         position = self.monitor.position
         self.rig = Rig(self.bus, self.folder, self.keep)
-        self.rig.wait("ready")
-        self.monitor.wait_for_owner(MEDIA, position)
+        self.rig.wait("ready", deadline=START_DEADLINE)
+        self.monitor.wait_for_owner(MEDIA, position, self.rig.program)
 
     def mount_point(self, device):
         return self.root / f"ipod{device}"
@@ -218,7 +217,7 @@ class Car:
         """Starts it and waits until it has its name."""
         position = self.monitor.position
         self.spawn_service(**options)
-        self.monitor.wait_for_owner(SERVICE, position)
+        self.monitor.wait_for_owner(SERVICE, position, self.service.program)
 
     def spawn_service(self, **options):
         """Starts it and waits for nothing."""
@@ -236,8 +235,8 @@ class Car:
 
     def load_client_call(self, method, text):
         """The text of the reply to a call with a text of any length."""
-        done = subprocess.run([binary("load-client"), "call", method], input=text.encode(),
-                              env=calls.environment(self.bus), capture_output=True, check=True)
+        done = run([binary("load-client"), "call", method], input=text.encode(),
+                   env=calls.environment(self.bus), capture_output=True)
         return done.stdout.decode()
 
     def tag(self, *tags, device=None):

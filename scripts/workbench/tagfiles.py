@@ -1,8 +1,9 @@
 """The service's files, read by readers that have nothing in common with it."""
 
 import plistlib
-import subprocess
 import xml.etree.ElementTree
+
+from .programs import run
 
 EMPTY = b'<?xml version="1.0" encoding="UTF-8"?>\n<MarkedTracks>\n</MarkedTracks>\n'
 """The bytes of a tag file without tags."""
@@ -23,6 +24,6 @@ def tagged(path):
 
 def property_list(path):
     """A property list, after xmllint and plistlib have both accepted it."""
-    subprocess.run(["xmllint", "--noout", "--nonet", str(path)], check=True)
+    run(["xmllint", "--noout", "--nonet", str(path)])
     with open(path, "rb") as stream:
         return plistlib.load(stream, fmt=plistlib.FMT_XML)

@@ -5,8 +5,9 @@ import subprocess
 
 import test_introspection
 from harness import main
+from workbench import tagfiles
 from workbench.bus import SERVICE
-from workbench.programs import binary
+from workbench.programs import binary, run
 
 BUILD = pathlib.Path(binary("Songlatch")).parents[1]
 
@@ -16,8 +17,7 @@ class Install(test_introspection.Introspection):
 
     def data_folder(self):
         self.prefix = self.folder.path / "installed"
-        subprocess.run(["cmake", "--install", BUILD, "--prefix", self.prefix], check=True,
-                       stdout=subprocess.DEVNULL)
+        run(["cmake", "--install", BUILD, "--prefix", self.prefix], stdout=subprocess.DEVNULL)
         return self.prefix / "share"
 
     def start(self):
@@ -53,8 +53,7 @@ class Install(test_introspection.Introspection):
         for link in (soname, library.with_name("libtellbus.so")):
             self.assertTrue(link.is_symlink(), link)
             self.assertEqual(link.resolve(), library.resolve())
-        dynamic = subprocess.run(["objdump", "-p", library], check=True, capture_output=True,
-                                 text=True).stdout
+        dynamic = run(["objdump", "-p", library], capture_output=True, text=True).stdout
         self.assertRegex(dynamic, rf"SONAME +{soname.name}\n")
         headers = [str(path.relative_to(self.prefix)) for path in self.prefix.rglob("*.h")]
         self.assertEqual(headers, ["include/tellbus/tellbus.h"])

@@ -2,12 +2,12 @@
 
 import os
 import pathlib
-import subprocess
 from unittest import mock
 
 from harness import CarTest, main
 from workbench import calls
 from workbench.bus import SERVICE, SERVICE_PATH
+from workbench.programs import run
 
 DESCRIPTION = (pathlib.Path(__file__).resolve().parents[2] / "packaging" / "dbus"
                / f"{SERVICE}.xml")
@@ -42,8 +42,8 @@ class Introspection(CarTest):
         self.addCleanup(changed.stop)
 
     def seen_by(self, *command):
-        return subprocess.run([*command], env=calls.environment(self.car.bus), check=True,
-                              capture_output=True, text=True).stdout
+        return run([*command], env=calls.environment(self.car.bus), capture_output=True,
+                   text=True).stdout
 
     def seen_by_gdbus(self):
         return self.seen_by("gdbus", "introspect", "--system", "--dest", SERVICE,

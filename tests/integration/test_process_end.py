@@ -115,8 +115,8 @@ class ByRequest(EndTest):
                               and "[5]" in message.text, position)
         self.car.rig.command("fault 1 none", "changed")
         self.assert_unhandled()
-        self.assertIn(b"STORED_ON_TARGET", good.communicate()[0])
-        bad.communicate()
+        self.assertIn(b"STORED_ON_TARGET", good.communicate(timeout=DEADLINE)[0])
+        bad.communicate(timeout=DEADLINE)
         end, _ = self.car.monitor.wait_for_reply("tagRequest", position)
         self.assertEqual(self.car.monitor.signals(position, end), [local(0)])
 

@@ -8,7 +8,7 @@ from expected import candidate_file, property_list, tag_file, tagged_file
 from harness import NO_DEVICE, STATUS, CarTest, connected, local, main, song, transfer
 from workbench import calls
 from workbench.bus import SERVICE
-from workbench.programs import binary
+from workbench.programs import DEADLINE, binary
 
 
 class Restart(CarTest):
@@ -83,7 +83,7 @@ class Peers(CarTest):
             stderr=subprocess.DEVNULL)
         self.car.rig.wait("delayed")
         client.kill()
-        client.wait()
+        client.wait(DEADLINE)
         self.car.rig.command("fault 1 none", "changed")
         self.assertEqual(self.car.settle(position), [local(0)])
         self.assertEqual(self.received(), [(1, 0, property_list([song(1)]))])

@@ -13,7 +13,7 @@ from harness import CarTest, main, song
 from workbench import calls
 from workbench.bus import MEDIA
 from workbench.car import Rig
-from workbench.programs import DEADLINE, Program as Process, binary
+from workbench.programs import DEADLINE, Program as Process, binary, run
 
 CAPABILITIES = struct.pack("<HHHH16x", 0x0113, 8, 0x0013, 0x0032)
 
@@ -350,9 +350,9 @@ class StayingRig(Rig):
 
     def __init__(self, bus, folder):
         # pylint: disable=super-init-not-called
-        with open(folder.path / "rig.err", "ab") as errors:
-            self.program = Process([binary("songlatch-rig"), "--stay"], bus.environment,
-                                   parse=json.loads, errors=errors, stdin=subprocess.PIPE)
+        self.program = Process([binary("songlatch-rig"), "--stay"], bus.environment,
+                               parse=json.loads, errors=folder.path / "rig.err",
+                               stdin=subprocess.PIPE)
         self.reports = self.program.output
 
 
@@ -363,9 +363,8 @@ class Program(CarTest):
         pass
 
     def run_rig(self, *arguments, lines=""):
-        done = subprocess.run([binary("songlatch-rig"), *arguments], input=lines, text=True,
-                              env=calls.environment(self.car.bus), capture_output=True,
-                              timeout=DEADLINE, check=False)
+        done = run([binary("songlatch-rig"), *arguments], input=lines, text=True,
+                   env=calls.environment(self.car.bus), capture_output=True, check=False)
         return done.returncode, done.stdout, done.stderr
 
     def test_it_ends_with_its_input(self):

@@ -4,11 +4,10 @@ import os
 import pathlib
 import re
 import shutil
-import subprocess
 
 from expected import candidate_file, tag_file
 from harness import CarTest, connected, local, main, song
-from workbench.programs import binary
+from workbench.programs import binary, run
 
 STARTING = "Warning: -----> Starting version 1.0.15 <-----"
 EXITING = "Warning: Exiting"
@@ -263,8 +262,7 @@ class Installed(StartTest):
     def record(self, section):
         """The lines of a section of the program."""
         path = self.folder.path / section
-        subprocess.run(["objcopy", "--dump-section", f"{section}={path}", binary("Songlatch"),
-                        os.devnull], check=True)
+        run(["objcopy", "--dump-section", f"{section}={path}", binary("Songlatch"), os.devnull])
         return path.read_text().rstrip("\0").removesuffix("\n").split("\n")
 
     def test_it_stores_a_tag_and_logs_to_tmp(self):

@@ -8,10 +8,10 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 
 # pylint: disable=wrong-import-position
-from workbench import calls, tagfiles  # noqa: E402
-from workbench.bus import SERVICE, SERVICE_PATH  # noqa: E402
-from workbench.car import Car  # noqa: E402
-from workbench.programs import Timeout, binary  # noqa: E402
+from car import calls, tagfiles  # noqa: E402
+from car.bus import SERVICE, SERVICE_PATH  # noqa: E402
+from car.car import Car  # noqa: E402
+from car.programs import Timeout, binary  # noqa: E402
 
 OLD_IPOD, NEW_IPOD = 3, 7
 

@@ -11,8 +11,8 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
 
 # pylint: disable=wrong-import-position
 import expected  # noqa: E402
-from workbench import calls, tagfiles  # noqa: E402
-from workbench.car import Car  # noqa: E402
+from car import calls, tagfiles  # noqa: E402
+from car.car import Car  # noqa: E402
 
 SANITIZED = bool(os.environ.get("SONGLATCH_SANITIZE"))
 """Whether the programs carry a sanitizer, which makes them slow and large."""

@@ -5,9 +5,9 @@ import time
 
 from expected import property_list
 from harness import SANITIZED, STATUS, CarTest, connected, local, main, song, transfer
-from workbench import calls
-from workbench.bus import BUS, MEDIA, SERVICE
-from workbench.programs import DEADLINE
+from car import calls
+from car.bus import BUS, MEDIA, SERVICE
+from car.programs import DEADLINE
 
 RESTARTS = 10
 AWAY = [0.2 * number for number in range(RESTARTS)]

@@ -5,9 +5,9 @@ import subprocess
 
 import test_introspection
 from harness import main
-from workbench import tagfiles
-from workbench.bus import SERVICE
-from workbench.programs import binary, run
+from car import tagfiles
+from car.bus import SERVICE
+from car.programs import binary, run
 
 BUILD = pathlib.Path(binary("Songlatch")).parents[1]
 

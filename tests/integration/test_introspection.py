@@ -5,9 +5,9 @@ import pathlib
 from unittest import mock
 
 from harness import CarTest, main
-from workbench import calls
-from workbench.bus import SERVICE, SERVICE_PATH
-from workbench.programs import run
+from car import calls
+from car.bus import SERVICE, SERVICE_PATH
+from car.programs import run
 
 DESCRIPTION = (pathlib.Path(__file__).resolve().parents[2] / "packaging" / "dbus"
                / f"{SERVICE}.xml")

@@ -4,7 +4,7 @@ import json
 
 from harness import SANITIZED, STATUS, CarTest, connected, local, main, song
 from test_memory import resident_kb
-from workbench.programs import Program, binary
+from car.programs import Program, binary
 
 MEGABYTES = 4 * 1024 * 1024
 LONGEST = 33488896

@@ -5,7 +5,7 @@ import os
 import unittest
 
 from harness import SANITIZED, CarTest, main, song
-from workbench.programs import Program, binary
+from car.programs import Program, binary
 
 TOTAL = 4000 if SANITIZED else 100000
 SETTLED = 1000 if SANITIZED else 20000

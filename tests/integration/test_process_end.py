@@ -5,9 +5,9 @@ import subprocess
 
 from expected import property_list, tag_file
 from harness import CarTest, connected, local, main, song, transfer
-from workbench import calls
-from workbench.car import Service
-from workbench.programs import DEADLINE
+from car import calls
+from car.car import Service
+from car.programs import DEADLINE
 
 EXITING = "Warning: Main: Exiting"
 UNHANDLED = "Error: Main: Unhandled Error"

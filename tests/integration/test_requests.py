@@ -5,7 +5,7 @@ import xml.etree.ElementTree
 
 import expected
 from harness import NO_DEVICE, STATUS, CarTest, local, main, song
-from workbench import calls
+from car import calls
 
 CLIENTS = (calls.by_gdbus, calls.by_busctl)
 

@@ -6,9 +6,9 @@ import subprocess
 
 from expected import candidate_file, property_list, tag_file, tagged_file
 from harness import NO_DEVICE, STATUS, CarTest, connected, local, main, song, transfer
-from workbench import calls
-from workbench.bus import SERVICE
-from workbench.programs import DEADLINE, binary
+from car import calls
+from car.bus import SERVICE
+from car.programs import DEADLINE, binary
 
 
 class Restart(CarTest):

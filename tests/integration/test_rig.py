@@ -10,10 +10,10 @@ import subprocess
 
 from expected import property_list
 from harness import CarTest, main, song
-from workbench import calls
-from workbench.bus import MEDIA
-from workbench.car import Rig
-from workbench.programs import DEADLINE, Program as Process, binary, run
+from car import calls
+from car.bus import MEDIA
+from car.car import Rig
+from car.programs import DEADLINE, Program as Process, binary, run
 
 CAPABILITIES = struct.pack("<HHHH16x", 0x0113, 8, 0x0013, 0x0032)
 

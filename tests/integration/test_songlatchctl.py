@@ -5,8 +5,8 @@ import signal
 import subprocess
 
 from harness import STATUS, CarTest, main, song
-from workbench import calls
-from workbench.programs import DEADLINE, Program, binary, run
+from car import calls
+from car.programs import DEADLINE, Program, binary, run
 
 SINGLE = ("00 0E 05 00 00 01 09 06 07 00 01 00 0E 00 04 01 "
           "4D 69 64 6E 69 67 68 74 20 46 65 72 72 79 49 6C 73 65 6E 31 "

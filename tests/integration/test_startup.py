@@ -7,7 +7,7 @@ import shutil
 
 from expected import candidate_file, tag_file
 from harness import CarTest, connected, local, main, song
-from workbench.programs import binary, run
+from car.programs import binary, run
 
 STARTING = "Warning: -----> Starting version 1.0.15 <-----"
 EXITING = "Warning: Exiting"

@@ -6,9 +6,9 @@ import unittest
 from unittest import mock
 
 from harness import main
-from workbench import bus
-from workbench.bus import Monitor, PrivateBus, new_folder
-from workbench.programs import Program, Timeout
+from car import bus
+from car.bus import Monitor, PrivateBus, new_folder
+from car.programs import Program, Timeout
 
 
 class Waiting(unittest.TestCase):

@@ -5,8 +5,11 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 usage() {
     cat <<'END'
-Usage: scripts/test.sh [--preset NAME] [--long | --all] [--] [ctest options]
+Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--long | --all]
+                       [--] [ctest options]
 
+  --on SUITE     in a bare Debian bookworm, trixie or sid that is kept in build/on/, also of another
+                 architecture as in bookworm/i386; see scripts/bare_tree.sh --help
   --preset NAME  release (the default), debug, asan, tsan, coverage or fuzz
   --long         only the tests that take longer than a few seconds
   --all          those and all others
@@ -17,6 +20,14 @@ Without --long and --all the tests labelled "long" are left out. What follows is
 as in: scripts/test.sh --preset asan -R CTag
 END
 }
+
+if [ "${1:-}" = --on ]; then
+    if [ $# -lt 2 ]; then
+        echo "scripts/test.sh: --on needs the name of a suite; see --help" >&2
+        exit 2
+    fi
+    exec "$repository/scripts/bare_tree.sh" "$2" scripts/test.sh "${@:3}"
+fi
 
 preset=release
 selection=(-LE long)

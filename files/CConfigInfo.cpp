@@ -97,6 +97,20 @@ void CConfigInfo::localStorage(std::string folder) {
     mLocalStorage = std::move(folder);
 }
 
+bool CConfigInfo::safeKeeping() const {
+    return mSafeKeeping;
+}
+void CConfigInfo::safeKeeping(bool enabled) {
+    mSafeKeeping = enabled;
+}
+
+int CConfigInfo::driverDeadline() const {
+    return mDriverDeadline;
+}
+void CConfigInfo::driverDeadline(int seconds) {
+    mDriverDeadline = seconds;
+}
+
 std::string CConfigInfo::toAppleXML() const {
     return headKey("MajorVersion", "integer", mLog.toString(mMajorVersion))
            + headKey("MinorVersion", "integer", mLog.toString(mMinorVersion))

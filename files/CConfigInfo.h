@@ -53,6 +53,14 @@ public:
     std::string localStorage() const;
     void localStorage(std::string folder);
 
+    /** Whether tags are kept so that no accident costs one that was accepted. */
+    bool safeKeeping() const;
+    void safeKeeping(bool enabled);
+    /** Seconds that an iPod's driver has for what it is asked, under safe keeping only. */
+    int driverDeadline() const;
+    void driverDeadline(int seconds);
+    static constexpr int DRIVER_DEADLINE = 10;
+
     /** The five head keys of a property list, values as they stand, lines ending in CR LF. */
     std::string toAppleXML() const;
 
@@ -69,4 +77,6 @@ private:
     std::string mMultiplesChoose;
     int mMaxTagCount = 0;
     std::string mLocalStorage;
+    bool mSafeKeeping = false;
+    int mDriverDeadline = DRIVER_DEADLINE;
 };

@@ -15,6 +15,19 @@ std::string asFolder(std::string path) {
     return path;
 }
 
+/** A bad number means the default: other readers of the file take no notice of the element. */
+int asSeconds(std::string const& value) {
+    constexpr int MOST = 3600;
+    int seconds = 0;
+    for (char const digit : value) {
+        if (digit < '0' || digit > '9' || seconds > MOST) {
+            return CConfigInfo::DRIVER_DEADLINE;
+        }
+        seconds = seconds * 10 + (digit - '0');
+    }
+    return seconds >= 1 && seconds <= MOST ? seconds : CConfigInfo::DRIVER_DEADLINE;
+}
+
 struct Option {
     char const* element;
     char const* attribute;
@@ -37,6 +50,14 @@ constexpr Option OPTIONS[] = {
      }},
     {"localStorage", "folder",
      [](CConfigInfo& config, std::string const& value) { config.localStorage(asFolder(value)); }},
+    {"safeKeeping", "enabled",
+     [](CConfigInfo& config, std::string const& value) {
+         config.safeKeeping(stdTools::parseBool(value));
+     }},
+    {"safeKeeping", "driverDeadline",
+     [](CConfigInfo& config, std::string const& value) {
+         config.driverDeadline(asSeconds(value));
+     }},
 };
 
 } // namespace

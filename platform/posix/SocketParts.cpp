@@ -1,9 +1,11 @@
 #include "platform/posix/SocketParts.h"
 
+#include "platform/posix/Deadline.h"
 #include "platform/posix/SystemCall.h"
 
 #include <algorithm>
 #include <climits>
+#include <poll.h>
 #include <sys/socket.h>
 
 namespace {
@@ -40,22 +42,34 @@ void SocketParts::trim(std::size_t size) {
 }
 
 int SocketParts::sendTo(int fd) {
-    return moveAll([fd](msghdr& message) { return sendmsg(fd, &message, MSG_NOSIGNAL); });
+    return moveAll(fd, POLLOUT, [fd](msghdr& message, int flags) {
+        return sendmsg(fd, &message, MSG_NOSIGNAL | flags);
+    });
 }
 
 int SocketParts::receiveFrom(int fd) {
-    return moveAll([fd](msghdr& message) { return recvmsg(fd, &message, 0); });
+    return moveAll(fd, POLLIN,
+                   [fd](msghdr& message, int flags) { return recvmsg(fd, &message, flags); });
 }
 
 template <class Call>
-int SocketParts::moveAll(Call call) {
+int SocketParts::moveAll(int fd, short events, Call call) {
+    // Within a deadline it is poll() that waits, and the call itself never does.
+    int const flags = hasDriverDeadline() ? MSG_DONTWAIT : 0;
     while (mSize > 0) {
+        int const error = waitWithinDeadline(fd, events);
+        if (error != 0) {
+            return error;
+        }
         msghdr message{};
         message.msg_iov = &mParts[mFirst];
         message.msg_iovlen = std::min<std::size_t>(mParts.size() - mFirst, IOV_MAX);
-        ssize_t const moved = uninterrupted([&] { return call(message); });
+        ssize_t const moved = uninterrupted([&] { return call(message, flags); });
         if (moved == 0) {
             return EIO;
+        }
+        if (moved == -1 && flags != 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            continue;
         }
         if (moved == -1) {
             return tellsOfLoss(errno) ? EIO : errno;

@@ -27,7 +27,7 @@ public:
 
 private:
     template <class Call>
-    int moveAll(Call call);
+    int moveAll(int fd, short events, Call call);
     void drop(std::size_t count);
 
     std::vector<iovec> mParts;

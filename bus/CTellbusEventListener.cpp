@@ -1,5 +1,6 @@
 #include "bus/CTellbusEventListener.h"
 
+#include "bus/ArrivalBounds.h"
 #include "bus/CTellbusRequest.h"
 #include "bus/PulsePriority.h"
 #include "bus/Report.h"
@@ -31,6 +32,15 @@ char* copyOf(char const* text) {
     auto copy = std::make_unique<char[]>(size);
     std::memcpy(copy.get(), text, size);
     return copy.release();
+}
+
+/** Answers a call for which there is no room. */
+void refuse(void* requestContext, int noReplyExpected) {
+    if (noReplyExpected == 0) {
+        TELLBUS_returnError(requestContext, CTellbusRequest::ERRORNAME,
+                            "Too many calls wait already; call again later");
+    }
+    TELLBUS_freeReqContext(requestContext);
 }
 
 } // namespace
@@ -70,11 +80,20 @@ void CTellbusEventListener::prepareAndForwardTellbusRequest(void* requestContext
                                                             char const* parameters,
                                                             int noReplyExpected,
                                                             CTellbusEventCookie* cookie) const {
+    ArrivalBounds::Place place;
+    if (ArrivalBounds::isSet()) {
+        place = ArrivalBounds::take(parameters == nullptr ? 0 : std::strlen(parameters));
+        if (place == nullptr) {
+            refuse(requestContext, noReplyExpected);
+            return;
+        }
+    }
     // To parse the parameters of most requests takes about as long as to wake the main thread.
     wakeAhead(m_connection);
-    forward(std::make_unique<CTellbusRequest>(requestContext, method, parameters, noReplyExpected,
-                                              nullptr),
-            *cookie, parameters);
+    auto request = std::make_unique<CTellbusRequest>(requestContext, method, parameters,
+                                                     noReplyExpected, nullptr);
+    request->place = std::move(place);
+    forward(std::move(request), *cookie, parameters);
 }
 
 void CTellbusEventListener::prepareAndForwardTellbusResult(TELLBUS_tCallbackStatus const* status,
@@ -88,7 +107,16 @@ void CTellbusEventListener::prepareAndForwardTellbusResult(TELLBUS_tCallbackStat
 
 void CTellbusEventListener::prepareAndForwardTellbusSignal(char const* name, char const* data,
                                                            CTellbusEventCookie* cookie) const {
-    forward(std::make_unique<CTellbusSignal>(copyOf(name), copyOf(data)), *cookie, data);
+    ArrivalBounds::Place place;
+    if (ArrivalBounds::isSet()) {
+        place = ArrivalBounds::take(std::strlen(data));
+        if (place == nullptr) {
+            ArrivalBounds::noteLoss();
+            return;
+        }
+    }
+    forward(std::make_unique<CTellbusSignal>(copyOf(name), copyOf(data), std::move(place)), *cookie,
+            data);
 }
 
 void CTellbusEventListener::prepareAndForwardTellbusStatus(TELLBUS_tCallbackStatus const* status,

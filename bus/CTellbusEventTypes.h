@@ -1,5 +1,9 @@
 #pragma once
 
+#include "bus/ArrivalBounds.h"
+
+#include <utility>
+
 class CTellbusEventListener;
 
 /** What a pulse of the event server points to. */
@@ -108,6 +112,9 @@ public:
     CTellbusSignal() = default;
     /** Takes over both texts, arrays made with new. */
     CTellbusSignal(char* signalName, char* signalData) : name(signalName), data(signalData) {}
+    /** The same, with the room that the signal takes while it waits. */
+    CTellbusSignal(char* signalName, char* signalData, ArrivalBounds::Place room)
+        : name(signalName), data(signalData), place(std::move(room)) {}
     ~CTellbusSignal() {
         delete[] name;
         delete[] data;
@@ -118,6 +125,7 @@ public:
     char* name = nullptr;
     /** JSON. */
     char* data = nullptr;
+    ArrivalBounds::Place place;
 };
 
 /** A bus name that got, lost or changed its owner. */

@@ -7,8 +7,21 @@ CTellbusRequest::CTellbusRequest(void* requestContext, char const* methodName,
                                  char const* parameterText, int withoutReply, void* contextOfUser)
     : context(requestContext), method(methodName == nullptr ? "" : methodName),
       noReplyExpected(withoutReply != 0), userContext(contextOfUser) {
-    // A request with broken parameters still reaches its handler, which decides what that means.
-    parseJson(parameterText == nullptr ? "{}" : parameterText, parameters);
+    char const* const given = parameterText == nullptr ? "{}" : parameterText;
+    if (ArrivalBounds::isSet()) {
+        text = given;
+    } else {
+        // A request with broken parameters still reaches its handler, which decides what that
+        // means.
+        parseJson(given, parameters);
+    }
+}
+
+void CTellbusRequest::parse() {
+    if (!text.empty()) {
+        parseJson(text, parameters);
+        text.clear();
+    }
 }
 
 unsigned int CTellbusRequest::returnReply(std::string const& jsonResult, bool const& release) {

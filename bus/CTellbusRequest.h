@@ -1,5 +1,7 @@
 #pragma once
 
+#include "bus/ArrivalBounds.h"
+
 #include <json/value.h>
 #include <string>
 
@@ -16,7 +18,9 @@ public:
     static constexpr char ERRORNAME[] = "com.veldan.service.Error";
 
     /**
-     * Parses the parameters. Runs on the bus library's thread and throws nothing for any text.
+     * Parses the parameters, or keeps their text for parse() while arrivals are bounded, since
+     * what is parsed takes many times the room. Runs on the bus library's thread and throws nothing
+     * for any text.
      * @param requestContext the library's context of the call
      * @param methodName null is taken as empty
      * @param parameterText JSON; null is taken as "{}"
@@ -27,6 +31,9 @@ public:
     /** The copy shares the context of the call. */
     CTellbusRequest(CTellbusRequest const&) = default;
     CTellbusRequest& operator=(CTellbusRequest const&) = default;
+
+    /** Parses the parameters where the constructor has not. */
+    void parse();
 
     /**
      * Sends the reply.
@@ -44,6 +51,10 @@ public:
     std::string method;
     /** Null if the parameters were no JSON. */
     Json::Value parameters;
+    /** The text of the parameters until parse(); empty if the constructor has parsed it. */
+    std::string text;
     bool noReplyExpected;
     void* userContext;
+    /** The room that the call takes while it waits. */
+    ArrivalBounds::Place place;
 };

@@ -20,14 +20,10 @@ CTaggingImpl::CTaggingImpl(bool debug) : CSvcImplBase(SERVICENAME, SERVICEPATH, 
     log(SOURCE, "Subscribing");
     mDeviceStateSubscription = subscribe(makeObjPath(MEDIASERVICE).c_str(), DEVICESTATE, nullptr);
     log(SOURCE, "Loading Configuration");
-    publishStoredCount();
+    begin();
     log(SOURCE, "Getting Devices");
     getDevices();
     SonglatchingReady();
-}
-
-CTaggingImpl::~CTaggingImpl() {
-    unsubscribe(mDeviceStateSubscription);
 }
 
 void CTaggingImpl::publishStoredCount() {

@@ -11,10 +11,13 @@
 
 #include <json/json.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
+class Keeping;
 class XMLTools;
+struct SafeSurroundings;
 struct Surroundings;
 
 /** The service that reports the attached devices, on the bus. */
@@ -32,8 +35,9 @@ constexpr char GETDEVICES[] = "getDevices";
  * with it and ends the process in main; the client whose call it was gets no reply.
  *
  * The operations stand in one source file for each job: CTaggingImpl.cpp (life and published
- * values), CTaggingImplDispatch.cpp, CTaggingImplStoring.cpp, CTaggingImplDevices.cpp and
- * CTaggingImplTransfer.cpp.
+ * values), CTaggingImplDispatch.cpp, CTaggingImplDevices.cpp, CTaggingImplTags.cpp and
+ * CTaggingImplWays.cpp, where each event of the bus comes in and is given to the way of working
+ * that the configuration chooses. The operations themselves are the default way.
  */
 class CTaggingImpl : public CSvcClientBase, public CSvcImplBase {
 public:
@@ -64,7 +68,7 @@ public:
      */
     explicit CTaggingImpl(bool debug);
 
-    /** Ends the subscription. The device records stay: nothing has any use for them afterwards. */
+    /** Ends the subscription and frees the device records. */
     virtual ~CTaggingImpl();
 
     CTaggingImpl(CTaggingImpl const&) = delete;
@@ -78,6 +82,9 @@ public:
     /** Takes "deviceState", recognised by the subscription's id alone. */
     void processTellbusSignal(unsigned int const& id, CTellbusSignal const* signal,
                               void* context) override;
+    /** Takes the coming and going of the media service, of which only safe keeping is told. */
+    void processTellbusNameChange(unsigned int const& id, CTellbusNameChange const* change,
+                                  void* context) override;
     /** Carries out one method call and replies. Failures are ordinary replies. */
     void processTellbusRequest(CTellbusRequest* request) override;
 
@@ -135,10 +142,17 @@ public:
     bool isDeviceFull(unsigned int deviceId);
 
 private:
+    class OrdinaryKeeping;
+    struct Ways;
+
     void log(char const* source, std::string const& message,
              stdTools::ErrorLevel level = stdTools::Message);
 
     // Life and published values.
+    SafeSurroundings safeSurroundings();
+    void watchMedia(bool watched);
+    void begin();
+    Keeping& wayForThis();
     void publishStoredCount();
     Json::Value localStatus() const;
     Json::Value connectionStatus() const;
@@ -170,4 +184,5 @@ private:
     int mLocalCurrent = 0;
     int mLocalMax = 0;
     int mTransferStatus = OK;
+    std::shared_ptr<Ways> mWays; ///< shared only so that its type need not be known here
 };

@@ -8,6 +8,7 @@
 #include "service/DeviceReport.h"
 #include "service/Guarded.h"
 #include "service/JsonElements.h"
+#include "service/Keeping.h"
 #include "service/TaggingCapability.h"
 #include "tagdata/CTagException.h"
 
@@ -47,7 +48,7 @@ void CTaggingImpl::processTellbusResult(unsigned int const&, char const* result,
     log(SOURCE, RULER);
     log(SOURCE, "ResultName: " + name);
     if (name == GETDEVICES) {
-        ProcessDeviceState(parseReport(result));
+        wayForThis().takeDevices(result);
     }
     log(SOURCE, "Exiting");
     log(SOURCE, RULER);
@@ -87,7 +88,7 @@ void CTaggingImpl::processTellbusSignal(unsigned int const& id, CTellbusSignal c
     constexpr char SOURCE[] = "CTaggingImpl_processTellbusSignal";
     log(SOURCE, RULER);
     if (id == mDeviceStateSubscription) {
-        ProcessDeviceStateSignal(signal);
+        wayForThis().takeDeviceState(signal);
     }
     log(SOURCE, RULER);
 }

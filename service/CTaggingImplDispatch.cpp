@@ -5,6 +5,7 @@
 #include "service/CTaggingImpl.h"
 
 #include "bus/CTellbusRequest.h"
+#include "service/Keeping.h"
 
 #include <algorithm>
 #include <array>
@@ -22,7 +23,7 @@ void CTaggingImpl::processTellbusRequest(CTellbusRequest* request) {
     log(SOURCE, "-----< START >-----");
     log(SOURCE, "in processTellbusRequest");
     log(SOURCE, "Method: " + request->method);
-    Json::Value const reply = replyTo(*request);
+    Json::Value const reply = wayForThis().replyTo(*request);
     log(SOURCE, "-----< END >-----");
     if (request->noReplyExpected) {
         request->freeRequestContext();

@@ -5,7 +5,7 @@
 #include "tools/Failures.h"
 #include "tools/Input.h"
 #include "tools/ServiceCommands.h"
-#include "tools/StreamText.h"
+#include "tools/StreamDiagnosis.h"
 #include "tools/TagJson.h"
 
 #include <json/writer.h>

@@ -1,4 +1,4 @@
-#include "tools/StreamText.h"
+#include "tools/StreamDiagnosis.h"
 
 #include "tagdata/HexParser.h"
 #include "tagdata/TagFields.h"
@@ -58,7 +58,7 @@ std::string bytes(TagSpan span) {
 }
 
 /** The field in which the stream ends, if it ends before the part does. */
-std::string explainCut(Part const& part, unsigned long count) {
+std::string explainCut(Part const& part, StreamPosition count) {
     std::string const ends = "the stream ends after " + std::to_string(count) + " bytes, inside ";
     for (std::size_t field = 0; field < STREAM_FIELD_COUNT; ++field) {
         TagSpan const span = part.block.fields[field];
@@ -139,7 +139,7 @@ bool isAmbiguous(CLinkedList<unsigned int> const& stream) {
 
 std::string explainMalformed(CLinkedList<unsigned int>& list) {
     TagStream const stream(list);
-    unsigned long const lengthsEnd =
+    StreamPosition const lengthsEnd =
         isAmbiguous(list) ? TagStream::AMBIGUOUS_FIELDS_AT : TagStream::SINGLE_FIELDS_AT;
     if (stream.count() < lengthsEnd) {
         return "the stream ends after " + std::to_string(stream.count())

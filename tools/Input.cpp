@@ -7,6 +7,12 @@
 #include <fstream>
 #include <iterator>
 
+namespace {
+
+constexpr char STANDARD_INPUT[] = "-";
+
+} // namespace
+
 std::string readAll(std::istream& stream) {
     std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
     if (stream.bad()) {
@@ -26,4 +32,12 @@ std::string readFile(std::string const& path) {
     }
     file.clear();
     return readAll(file);
+}
+
+std::string readSource(std::string const& source, std::istream& standardInput) {
+    return source == STANDARD_INPUT ? readAll(standardInput) : readFile(source);
+}
+
+std::string sourceName(std::string const& source) {
+    return source == STANDARD_INPUT ? "standard input" : source;
 }

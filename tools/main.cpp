@@ -1,8 +1,6 @@
-#include "tools/Commands.h"
+#include "tools/CommandLine.h"
 #include "tools/Console.h"
 
-#include <iostream>
-
 int main(int argc, char** argv) {
-    return runCommandLine({argv + 1, argv + argc}, {std::cin, std::cout, std::cerr});
+    return runCommandLine({argv + 1, argv + argc}, processConsole());
 }

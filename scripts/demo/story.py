@@ -252,6 +252,7 @@ Everything goes on. To talk to it:
   busctl --system monitor {SERVICE}
 
   echo 'attach 9 {root}/ipod9 caps=8' > {root}/rig.in      (and "help")
+  {binary("songlatchctl")} status                          (and "--help")
   tail -f {root}/rig.out /tmp/Songlatching.log
 
 To end it and clean up:

@@ -14,6 +14,7 @@
 #include <ostream>
 
 // Each command adds its own options and says what it runs.
+void addStatus(CLI::App& command, Console& console);
 void addDecode(CLI::App& command, Console& console);
 
 namespace {
@@ -25,6 +26,7 @@ struct Command {
 };
 
 constexpr Command COMMANDS[] = {
+    {"status", "show the service, its devices and what is stored", addStatus},
     {"decode", "read a radio's tag stream", addDecode},
 };
 

@@ -15,6 +15,7 @@
 
 // Each command adds its own options and says what it runs.
 void addStatus(CLI::App& command, Console& console);
+void addTag(CLI::App& command, Console& console);
 void addDecode(CLI::App& command, Console& console);
 
 namespace {
@@ -27,6 +28,7 @@ struct Command {
 
 constexpr Command COMMANDS[] = {
     {"status", "show the service, its devices and what is stored", addStatus},
+    {"tag", "mark a song, or two that it may have been", addTag},
     {"decode", "read a radio's tag stream", addDecode},
 };
 

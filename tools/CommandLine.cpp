@@ -16,6 +16,8 @@
 // Each command adds its own options and says what it runs.
 void addStatus(CLI::App& command, Console& console);
 void addTag(CLI::App& command, Console& console);
+void addCheck(CLI::App& command, Console& console);
+void addClear(CLI::App& command, Console& console);
 void addDecode(CLI::App& command, Console& console);
 
 namespace {
@@ -29,6 +31,8 @@ struct Command {
 constexpr Command COMMANDS[] = {
     {"status", "show the service, its devices and what is stored", addStatus},
     {"tag", "mark a song, or two that it may have been", addTag},
+    {"check", "ask whether a song has gone to a device", addCheck},
+    {"clear", "drop all tags that wait in the unit", addClear},
     {"decode", "read a radio's tag stream", addDecode},
 };
 

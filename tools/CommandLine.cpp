@@ -18,6 +18,7 @@ void addStatus(CLI::App& command, Console& console);
 void addTag(CLI::App& command, Console& console);
 void addCheck(CLI::App& command, Console& console);
 void addClear(CLI::App& command, Console& console);
+void addWatch(CLI::App& command, Console& console);
 void addDecode(CLI::App& command, Console& console);
 
 namespace {
@@ -33,6 +34,7 @@ constexpr Command COMMANDS[] = {
     {"tag", "mark a song, or two that it may have been", addTag},
     {"check", "ask whether a song has gone to a device", addCheck},
     {"clear", "drop all tags that wait in the unit", addClear},
+    {"watch", "show the service's signals as they come", addWatch},
     {"decode", "read a radio's tag stream", addDecode},
 };
 

@@ -17,6 +17,10 @@
 void addStatus(CLI::App& command, Console& console);
 void addTag(CLI::App& command, Console& console);
 void addCheck(CLI::App& command, Console& console);
+void addList(CLI::App& command, Console& console);
+void addDelivered(CLI::App& command, Console& console);
+void addPlist(CLI::App& command, Console& console);
+void addExport(CLI::App& command, Console& console);
 void addClear(CLI::App& command, Console& console);
 void addWatch(CLI::App& command, Console& console);
 void addDecode(CLI::App& command, Console& console);
@@ -33,6 +37,10 @@ constexpr Command COMMANDS[] = {
     {"status", "show the service, its devices and what is stored", addStatus},
     {"tag", "mark a song, or two that it may have been", addTag},
     {"check", "ask whether a song has gone to a device", addCheck},
+    {"list", "show the tags that wait, from the files", addList},
+    {"delivered", "show what is recorded as gone where, from the files", addDelivered},
+    {"plist", "print what an iPod would get now, from the files", addPlist},
+    {"export", "print the tags that wait for other programs", addExport},
     {"clear", "drop all tags that wait in the unit", addClear},
     {"watch", "show the service's signals as they come", addWatch},
     {"decode", "read a radio's tag stream", addDecode},

@@ -21,6 +21,7 @@ void addList(CLI::App& command, Console& console);
 void addDelivered(CLI::App& command, Console& console);
 void addPlist(CLI::App& command, Console& console);
 void addExport(CLI::App& command, Console& console);
+void addRemove(CLI::App& command, Console& console);
 void addClear(CLI::App& command, Console& console);
 void addWatch(CLI::App& command, Console& console);
 void addDecode(CLI::App& command, Console& console);
@@ -41,6 +42,7 @@ constexpr Command COMMANDS[] = {
     {"delivered", "show what is recorded as gone where, from the files", addDelivered},
     {"plist", "print what an iPod would get now, from the files", addPlist},
     {"export", "print the tags that wait for other programs", addExport},
+    {"remove", "take one waiting tag out", addRemove},
     {"clear", "drop all tags that wait in the unit", addClear},
     {"watch", "show the service's signals as they come", addWatch},
     {"decode", "read a radio's tag stream", addDecode},

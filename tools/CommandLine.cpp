@@ -25,6 +25,7 @@ void addRemove(CLI::App& command, Console& console);
 void addClear(CLI::App& command, Console& console);
 void addWatch(CLI::App& command, Console& console);
 void addDecode(CLI::App& command, Console& console);
+void addDoctor(CLI::App& command, Console& console);
 
 namespace {
 
@@ -46,6 +47,7 @@ constexpr Command COMMANDS[] = {
     {"clear", "drop all tags that wait in the unit", addClear},
     {"watch", "show the service's signals as they come", addWatch},
     {"decode", "read a radio's tag stream", addDecode},
+    {"doctor", "look for what keeps tags from arriving", addDoctor},
 };
 
 constexpr char FOOTER[] =

@@ -26,6 +26,8 @@ void addClear(CLI::App& command, Console& console);
 void addWatch(CLI::App& command, Console& console);
 void addDecode(CLI::App& command, Console& console);
 void addDoctor(CLI::App& command, Console& console);
+void addNow(CLI::App& command, Console& console);
+void addPress(CLI::App& command, Console& console);
 
 namespace {
 
@@ -48,6 +50,8 @@ constexpr Command COMMANDS[] = {
     {"watch", "show the service's signals as they come", addWatch},
     {"decode", "read a radio's tag stream", addDecode},
     {"doctor", "look for what keeps tags from arriving", addDoctor},
+    {"now", "show the song that the radio plays", addNow},
+    {"press", "mark the song that the radio plays", addPress},
 };
 
 constexpr char FOOTER[] =

@@ -16,4 +16,4 @@ clang-format --dry-run --Werror "${sources[@]}"
 
 cmake --preset debug --log-level=NOTICE
 # Tests are left to the compiler's warnings: the macros of the test framework are not ours to mend.
-run-clang-tidy -quiet -p build/debug "^$repository/(service|tagdata|files|bus|ipod|platform|tellbus|rig|tools)/"
+run-clang-tidy -quiet -p build/debug "^$repository/(service|tagdata|files|bus|ipod|platform|tellbus|rig|radio|tools)/"

@@ -27,6 +27,23 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     # What is annotated with its mutex is touched under that mutex only.
     add_compile_options(-Wthread-safety -Werror=thread-safety)
 endif()
+# What Debian calls hardening=+all, in every build type. Source fortification is the exception: it
+# does nothing without optimisation, and hides from the sanitizers what they look for.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C CXX)
+set(SONGLATCH_HARDENING
+    -fstack-protector-strong -fstack-clash-protection -Wformat -Werror=format-security)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|amd64|i.86")
+    list(APPEND SONGLATCH_HARDENING -fcf-protection)
+endif()
+if(NOT SONGLATCH_SANITIZE)
+    list(APPEND SONGLATCH_HARDENING
+        $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+        $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
+endif()
+add_compile_options("${SONGLATCH_HARDENING}")
+add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
 if(SONGLATCH_WERROR)
     add_compile_options(-Werror)
 endif()

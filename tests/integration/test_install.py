@@ -45,7 +45,7 @@ class Install(test_introspection.Introspection):
     def test_the_bus_gets_its_policy_and_knows_what_to_start(self):
         self.assertIn(f'<allow own="{SERVICE}"/>', self.bus_file("system.d", f"{SERVICE}.conf"))
         self.assertRegex(self.bus_file("system-services", f"{SERVICE}.service"),
-                         rf"Name={SERVICE}\nExec=/.*/bin/Songlatch\n")
+                         rf"Name={SERVICE}\nExec={self.prefix}/bin/Songlatch .*\nUser=songlatch\n")
 
     def test_the_library_comes_with_its_links_and_its_header(self):
         library = self.library()

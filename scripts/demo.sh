@@ -32,5 +32,7 @@ ensure_packages build run test
 build_preset release Songlatch songlatch-rig
 
 export SONGLATCH_BIN=$repository/build/release/bin
+# Where the service finds what introspection shows of it.
+export XDG_DATA_DIRS=$repository/build/release/share:${XDG_DATA_DIRS:-/usr/local/share:/usr/share}
 export PYTHONDONTWRITEBYTECODE=1
 exec /usr/bin/python3 "$repository/scripts/demo/story.py" "$@"

@@ -133,6 +133,8 @@ class Story:
                         [local(0, self.limit), ("connectionStatus", {"Devices": []})])
         self.page.check("properties", self.car.properties("transferStatus", "connectionStatus"), {
             "connectionStatus": {"Devices": []}, "transferStatus": status("OK", 1)})
+        self.page.check("methods that introspection shows", calls.methods(self.car.bus),
+                        ["checkTag", "clearAllLocalTags", "getProperties", "tagRequest"])
 
     def no_ipod(self):
         self.page.chapter("A song is marked, and no iPod is attached")

@@ -1,7 +1,12 @@
 """What an installation puts where, and that it is enough to run."""
 
+import os
 import pathlib
+import re
+import shutil
 import subprocess
+import tempfile
+import unittest
 
 import test_introspection
 from harness import main
@@ -61,6 +66,157 @@ class Install(test_introspection.Introspection):
     def test_the_service_runs_with_the_installed_library(self):
         maps = pathlib.Path(f"/proc/{self.car.service.pid}/maps").read_text()
         self.assertIn(str(self.library().resolve()), maps)
+
+
+class InstallTest(unittest.TestCase):
+    """A test with a prefix of its own."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="songlatch-install-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.prefix = self.folder / "prefix"
+
+    def install(self, *arguments, **environment):
+        subprocess.run(["cmake", "--install", BUILD, *arguments], check=True,
+                       stdout=subprocess.DEVNULL, env={**os.environ, **environment})
+
+
+class Tree(InstallTest):
+    """What lies where, and what it names."""
+
+    def texts(self, root):
+        """Every installed file that is a text, by its path; CMake's own package files aside."""
+        for path in sorted(root.rglob("*")):
+            if path.is_file() and "cmake" not in path.parts:
+                content = path.read_bytes()
+                if not content.startswith(b"\x7fELF"):
+                    yield path, content.decode()
+
+    def test_the_unit_and_the_activation_follow_the_prefix(self):
+        self.install("--prefix", self.prefix)
+        unit = (self.prefix / "lib/systemd/system/songlatch.service").read_text()
+        self.assertNotIn("/usr", unit)
+        for line in ("ExecStartPre", "ExecStart"):
+            program = re.search(rf"^{line}=(\S+) -config=(\S+)$", unit, re.MULTILINE)
+            for path in program.groups():
+                self.assertTrue(pathlib.Path(path).is_file(), path)
+                self.assertIn(self.prefix, pathlib.Path(path).parents)
+        activation = (self.prefix / "share/dbus-1/system-services" / f"{SERVICE}.service").read_text()
+        self.assertNotIn("/usr", activation)
+
+    def test_no_placeholder_is_left(self):
+        self.install("--prefix", self.prefix)
+        for path, text in self.texts(self.prefix):
+            self.assertNotRegex(text, "@[A-Z_]+@", path)
+
+    def test_a_destination_folder_takes_all_and_keeps_the_paths(self):
+        self.install(DESTDIR=str(self.folder / "root"))
+        root = self.folder / "root"
+        self.assertEqual(sorted(path.name for path in root.iterdir()), ["etc", "usr"])
+        self.assertTrue((root / "etc/Songlatch.conf").is_file())
+        self.assertIn("ExecStart=/usr/bin/Songlatch -config=/etc/Songlatch.conf\n",
+                      (root / "usr/lib/systemd/system/songlatch.service").read_text())
+
+    def test_a_configuration_that_is_there_stays(self):
+        configuration = self.prefix / "etc" / "Songlatch.conf"
+        configuration.parent.mkdir(parents=True)
+        configuration.write_text("mine")
+        self.install("--prefix", self.prefix)
+        self.assertEqual(configuration.read_text(), "mine")
+
+    def test_the_three_empty_files_come_along(self):
+        self.install("--prefix", self.prefix)
+        for name in ("Tags.xml", "AmbigTag.xml", "TaggedInfo.xml"):
+            self.assertEqual((self.prefix / "share/songlatch" / name).read_bytes(), tagfiles.EMPTY)
+
+    def test_no_program_looks_for_libraries_in_the_build(self):
+        self.install(DESTDIR=str(self.folder / "root"))
+        self.install("--prefix", self.prefix)
+        for root in (self.folder / "root", self.prefix):
+            for program in self.programs(root):
+                dynamic = self.dynamic(program)
+                self.assertNotIn(str(BUILD), dynamic, program)
+                if root.name == "root":
+                    self.assertNotIn("RUNPATH", dynamic, program)
+
+    @unittest.skipIf(os.environ.get("SONGLATCH_SANITIZE"), "sanitizers take other flags")
+    def test_every_program_is_hardened(self):
+        self.install("--prefix", self.prefix)
+        for program in self.programs(self.prefix):
+            self.assertIn("NOW", self.dynamic(program), program)
+            segments = subprocess.run(["readelf", "-lW", program], check=True, capture_output=True,
+                                      text=True).stdout
+            self.assertIn("GNU_RELRO", segments, program)
+            self.assertRegex(segments, r"Elf file type is DYN", program)
+            self.assertNotRegex(segments, r"GNU_STACK .* RWE ", program)
+            symbols = subprocess.run(["readelf", "-W", "--dyn-syms", program], check=True,
+                                     capture_output=True, text=True).stdout
+            self.assertIn("__stack_chk_fail", symbols, program)
+
+    def programs(self, root):
+        """Everything that was linked."""
+        found = [path for path in root.rglob("*") if path.is_file() and not path.is_symlink()
+                 and path.read_bytes()[:4] == b"\x7fELF"]
+        self.assertGreaterEqual(len(found), 5)
+        return found
+
+    def dynamic(self, program):
+        return subprocess.run(["readelf", "-dW", program], check=True, capture_output=True,
+                              text=True).stdout
+
+
+OUTSIDE = """
+#include <tellbus/tellbus.h>
+#include <stdio.h>
+int main(void) {
+    TELLBUS_tStatus status = TELLBUS_initialize();
+    printf("%s\\n", TELLBUS_FAILED(status) ? "failed" : "initialized");
+    TELLBUS_shutdown();
+    return TELLBUS_FAILED(status);
+}
+"""
+
+OUTSIDE_PROJECT = """
+cmake_minimum_required(VERSION 3.25)
+project(outside C)
+find_package(tellbus 1.0 REQUIRED)
+add_executable(outside outside.c)
+target_link_libraries(outside PRIVATE tellbus::tellbus)
+"""
+
+
+@unittest.skipIf(os.environ.get("SONGLATCH_SANITIZE"), "a plain program cannot load the library")
+class Outside(InstallTest):
+    """A program that knows the library only as it is installed."""
+
+    def setUp(self):
+        super().setUp()
+        self.install("--prefix", self.prefix)
+        (self.folder / "outside.c").write_text(OUTSIDE)
+        self.library, = self.prefix.glob("lib/**/libtellbus.so.1")
+
+    def assert_runs(self, program):
+        done = subprocess.run([program], check=True, capture_output=True, text=True,
+                              env={**os.environ, "LD_LIBRARY_PATH": str(self.library.parent)})
+        self.assertEqual(done.stdout, "initialized\n")
+
+    def test_pkg_config_knows_the_library(self):
+        environment = {**os.environ, "PKG_CONFIG_PATH": str(self.library.parent / "pkgconfig")}
+        flags = subprocess.run(["pkg-config", "--cflags", "--libs", "tellbus"], check=True,
+                               capture_output=True, text=True, env=environment).stdout.split()
+        program = self.folder / "by-pkg-config"
+        subprocess.run(["cc", "-Wall", "-Werror", self.folder / "outside.c", "-o", program, *flags],
+                       check=True)
+        self.assert_runs(program)
+
+    def test_cmake_finds_the_package(self):
+        (self.folder / "CMakeLists.txt").write_text(OUTSIDE_PROJECT)
+        build = self.folder / "build"
+        subprocess.run(["cmake", "-S", self.folder, "-B", build,
+                        f"-DCMAKE_PREFIX_PATH={self.prefix}"], check=True,
+                       stdout=subprocess.DEVNULL)
+        subprocess.run(["cmake", "--build", build], check=True, stdout=subprocess.DEVNULL)
+        self.assert_runs(build / "outside")
 
 
 if __name__ == "__main__":

@@ -5,7 +5,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 usage() {
     cat <<'END'
-Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--long | --all]
+Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--long | --page | --all]
                        [--] [ctest options]
 
   --on SUITE     in a bare Debian bookworm, trixie or sid that is kept in build/on/, also of another

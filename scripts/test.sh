@@ -11,13 +11,14 @@ Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--long | --page | --
   --on SUITE     in a bare Debian bookworm, trixie or sid that is kept in build/on/, also of another
                  architecture as in bookworm/i386; see scripts/bare_tree.sh --help
   --preset NAME  release (the default), debug, asan, tsan, coverage or fuzz
+  --page         only the tests of the rig's page, in a browser that this installs
   --long         only the tests that take longer than a few seconds
   --all          those and all others
   --help         this text
 
 The preset fuzz builds and runs the fuzz targets alone, for a bounded time.
-Without --long and --all the tests labelled "long" are left out. What follows is handed to ctest,
-as in: scripts/test.sh --preset asan -R CTag
+Without --long, --page, --box and --all the tests labelled "long", "page" and "box" are left out. What
+follows is handed to ctest, as in: scripts/test.sh --preset asan -R CTag
 END
 }
 
@@ -30,7 +31,9 @@ if [ "${1:-}" = --on ]; then
 fi
 
 preset=release
-selection=(-LE long)
+groups=(build run test)
+selection=(-LE 'long|page|box')
+browser=
 while [ $# -gt 0 ]; do
     case $1 in
     --preset)
@@ -42,7 +45,15 @@ while [ $# -gt 0 ]; do
         shift
         ;;
     --long) selection=(-L long) ;;
-    --all) selection=() ;;
+    --page)
+        selection=(-L page)
+        browser=yes
+        ;;
+    --all)
+        selection=()
+        browser=yes
+        groups+=(box tree)
+        ;;
     --help)
         usage
         exit 0
@@ -56,14 +67,15 @@ while [ $# -gt 0 ]; do
     shift
 done
 
-groups=(build run test)
 targets=()
 if [ "$preset" = fuzz ]; then
     groups+=(fuzz)
     targets=(fuzz_targets)
     selection=(-L fuzz)
 fi
+[ -z "$browser" ] || groups+=(page)
 ensure_packages "${groups[@]}"
+[ -z "$browser" ] || "$repository/scripts/axe.sh" "$repository/build/page"
 build_preset "$preset" "${targets[@]}"
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1}

@@ -5,7 +5,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 usage() {
     cat <<'END'
-Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--long | --page | --all]
+Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--long | --page | --box | --all]
                        [--] [ctest options]
 
   --on SUITE     in a bare Debian bookworm, trixie or sid that is kept in build/on/, also of another
@@ -13,6 +13,7 @@ Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--long | --page | --
   --preset NAME  release (the default), debug, asan, tsan, coverage or fuzz
   --page         only the tests of the rig's page, in a browser that this installs
   --long         only the tests that take longer than a few seconds
+  --box          only those that make the packages and boot a box with them, as root
   --all          those and all others
   --help         this text
 
@@ -48,6 +49,10 @@ while [ $# -gt 0 ]; do
     --page)
         selection=(-L page)
         browser=yes
+        ;;
+    --box)
+        selection=(-L box)
+        groups+=(box tree)
         ;;
     --all)
         selection=()

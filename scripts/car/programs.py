@@ -11,8 +11,11 @@ import time
 DEADLINE = float(os.environ.get("SONGLATCH_DEADLINE", "60"))
 """Seconds until something that must happen counts as not happening."""
 
-START_DEADLINE = float(os.environ.get("SONGLATCH_START_DEADLINE", "10"))
+START_DEADLINE = float(os.environ.get("SONGLATCH_START_DEADLINE", "30"))
 """Seconds until a program that does not say it is there counts as not starting."""
+
+END_DEADLINE = 10
+"""Seconds until a program that has closed its output counts as running on."""
 
 
 def binary(name):
@@ -72,6 +75,12 @@ class Lines:
     def __len__(self):
         with self._changed:
             return len(self._items)
+
+    @property
+    def ended(self):
+        """Whether the program has closed its end."""
+        with self._changed:
+            return self._ended
 
     def since(self, position):
         """A copy of what came from the position on."""
@@ -144,9 +153,16 @@ class Program:
         text = os.pread(self._errors.fileno(), size, 0)
         return text.decode(errors="replace").splitlines()
 
+    def _status(self):
+        """The exit status if it has ended, or is about to: its output closes a little earlier."""
+        try:
+            return self.process.wait(END_DEADLINE if self.output.ended else 0)
+        except subprocess.TimeoutExpired:
+            return None
+
     def last_words(self):
         """Its state and the last lines of what it has written, for whoever waited in vain."""
-        status = self.process.poll()
+        status = self._status()
         state = "is still running" if status is None else f"has ended with {status}"
         lines = [f"{shlex.join(map(str, self.process.args))} {state}"]
         for channel, written in (("standard output", self.output.since(-5)),

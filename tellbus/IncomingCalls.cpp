@@ -7,14 +7,17 @@
 #include "tellbus/Status.h"
 #include "tellbus/Validate.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 
 // What moves through here are calls, from the outbox to the callbacks of the services.
 //
 // A call becomes a request when a service is found for it. The request belongs to whoever was given
 // its context, until that is freed; it knows the link that it came through, so that its answer goes
-// to nobody else. What no service takes is answered here and now: Peer and Introspectable, and
-// errors. A call that is wrong and wants no reply leaves a line, as nobody would hear of it.
+// to nobody else. What no service takes is answered here and now: Peer, Introspectable and
+// Properties, of which no object has any, and errors. A call that is wrong and wants no reply
+// leaves a line, as nobody would hear of it.
 //
 // The table of services changes under the mutex of the outbox, together with the names that the
 // bus is asked for, so that a name is given up only with its last service.
@@ -37,6 +40,21 @@ TELLBUS_tStatus nameStatus(TELLBUS_tStatus status, DBusMessage* answer) {
     return owner ? TELLBUS_OK : TELLBUS_E_NAME_TAKEN;
 }
 
+struct PropertiesMethod {
+    char const* name;
+    char const* signature;
+};
+
+constexpr char GET_ALL[] = "GetAll";
+constexpr PropertiesMethod PROPERTIES_METHODS[] = {{"Get", "ss"}, {GET_ALL, "s"}, {"Set", "ssv"}};
+
+PropertiesMethod const* propertiesMethodOf(DBusMessage* call) {
+    auto const* const found = std::find_if(
+        std::begin(PROPERTIES_METHODS), std::end(PROPERTIES_METHODS),
+        [call](auto const& method) { return dbus_message_has_member(call, method.name); });
+    return found == std::end(PROPERTIES_METHODS) ? nullptr : found;
+}
+
 } // namespace
 
 void IncomingCalls::onCall(DBusMessage* message) {
@@ -45,6 +63,9 @@ void IncomingCalls::onCall(DBusMessage* message) {
     }
     if (dbus_message_has_interface(message, DBUS_INTERFACE_INTROSPECTABLE)) {
         return onIntrospectCall(message);
+    }
+    if (dbus_message_has_interface(message, DBUS_INTERFACE_PROPERTIES)) {
+        return onPropertiesCall(message);
     }
     std::string_view const path = orEmpty(dbus_message_get_path(message));
     ServicePtr service;
@@ -123,6 +144,32 @@ void IncomingCalls::onIntrospectCall(DBusMessage* message) {
     if (!dbus_message_get_no_reply(message)) {
         mOutbox->send(reply(returnAddressOf(message), data.c_str()));
     }
+}
+
+void IncomingCalls::onPropertiesCall(DBusMessage* message) {
+    if (!isObject(orEmpty(dbus_message_get_path(message)))) {
+        return refuseUnknownPath(message);
+    }
+    PropertiesMethod const* const method = propertiesMethodOf(message);
+    if (method == nullptr) {
+        return refuse(message, DBUS_ERROR_UNKNOWN_METHOD, "Properties has Get, GetAll and Set");
+    }
+    if (!dbus_message_has_signature(message, method->signature)) {
+        return refuse(message, DBUS_ERROR_INVALID_ARGS,
+                      std::string("Expected are arguments of the types ") + method->signature);
+    }
+    if (!dbus_message_has_member(message, GET_ALL)) {
+        return refuse(message, DBUS_ERROR_UNKNOWN_PROPERTY, "This object has no properties");
+    }
+    if (!dbus_message_get_no_reply(message)) {
+        mOutbox->send(replyWithoutProperties(returnAddressOf(message)));
+    }
+}
+
+bool IncomingCalls::isObject(std::string const& path) {
+    MutexLock const lock(mOutbox->mutex());
+    return path == "/" || !mServices.describedAt(path).empty()
+           || !mServices.childrenOf(path).empty();
 }
 
 void IncomingCalls::refuse(DBusMessage* call, char const* errorName, std::string const& text) {

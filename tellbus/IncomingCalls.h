@@ -48,6 +48,9 @@ private:
     void onServiceCall(ServicePtr const& service, std::uint64_t generation, DBusMessage* message);
     void onPeerCall(DBusMessage* message);
     void onIntrospectCall(DBusMessage* message);
+    void onPropertiesCall(DBusMessage* message);
+    /** Whether a service is there or below. */
+    bool isObject(std::string const& path);
     void refuse(DBusMessage* call, char const* errorName, std::string const& text);
     void refuseUnknownPath(DBusMessage* call);
     TELLBUS_tStatus onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status);

@@ -29,6 +29,22 @@ constexpr char OWN_INTERFACES[] = R"(  <interface name="org.freedesktop.DBus.Int
       <arg name="machine_uuid" type="s" direction="out"/>
     </method>
   </interface>
+  <interface name="org.freedesktop.DBus.Properties">
+    <method name="Get">
+      <arg name="interface_name" type="s" direction="in"/>
+      <arg name="property_name" type="s" direction="in"/>
+      <arg name="value" type="v" direction="out"/>
+    </method>
+    <method name="GetAll">
+      <arg name="interface_name" type="s" direction="in"/>
+      <arg name="properties" type="a{sv}" direction="out"/>
+    </method>
+    <method name="Set">
+      <arg name="interface_name" type="s" direction="in"/>
+      <arg name="property_name" type="s" direction="in"/>
+      <arg name="value" type="v" direction="in"/>
+    </method>
+  </interface>
 )";
 
 std::string environment(char const* name, std::string const& otherwise) {

@@ -78,6 +78,16 @@ MessagePtr reply(ReturnAddress const& to, char const* text) {
     return message;
 }
 
+MessagePtr replyWithoutProperties(ReturnAddress const& to) {
+    MessagePtr message = answer(DBUS_MESSAGE_TYPE_METHOD_RETURN, to);
+    DBusMessageIter arguments;
+    DBusMessageIter properties;
+    dbus_message_iter_init_append(message.get(), &arguments);
+    check(dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "{sv}", &properties));
+    check(dbus_message_iter_close_container(&arguments, &properties));
+    return message;
+}
+
 MessagePtr errorReply(ReturnAddress const& to, char const* name, char const* text) {
     MessagePtr message = answer(DBUS_MESSAGE_TYPE_ERROR, to);
     check(dbus_message_set_error_name(message.get(), name));

@@ -36,6 +36,8 @@ ReturnAddress returnAddressOf(DBusMessage* call);
 
 /** The answer to a call; text null makes an answer without argument. */
 MessagePtr reply(ReturnAddress const& to, char const* text);
+/** The answer to GetAll for an object that has none. */
+MessagePtr replyWithoutProperties(ReturnAddress const& to);
 MessagePtr errorReply(ReturnAddress const& to, char const* name, char const* text);
 
 /** What the one string argument of a message says. */

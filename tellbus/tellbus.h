@@ -203,8 +203,9 @@ TELLBUS_API void TELLBUS_shutdown(void);
  * Calls with any interface or none are delivered; those with an argument that is not one string
  * are answered with org.freedesktop.DBus.Error.InvalidArgs, those for other paths with
  * org.freedesktop.DBus.Error.UnknownObject; if they want no reply they are dropped with a line.
- * org.freedesktop.DBus.Introspectable and org.freedesktop.DBus.Peer are answered by the library, on
- * each path up to the root.
+ * org.freedesktop.DBus.Introspectable, org.freedesktop.DBus.Peer and
+ * org.freedesktop.DBus.Properties are answered by the library, on each path up to the root; there
+ * are no properties.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_registerService(void* connection, char const* name,
                                                     char const* path, unsigned int reserved,

@@ -136,10 +136,7 @@ class Calls(PolicyTest):
         self.assertEqual(self.served("Ping", interface="org.freedesktop.DBus.Peer"), set(USERS))
 
     def test_everybody_reads_the_properties_of_the_bus(self):
-        # Whatever the service answers, what the bus refuses is refused by name.
-        for user in USERS:
-            words = self.bus.call_as(user, SERVICE, "GetAll", "s", SERVICE, interface=PROPERTIES)
-            self.assertNotRegex(words, "Access denied|AccessDenied|not allowed", user)
+        self.assertEqual(self.served("GetAll", "s", SERVICE, interface=PROPERTIES), set(USERS))
 
     def test_only_root_comes_as_far_as_setting_a_property(self):
         words = self.bus.call_as("driver", SERVICE, "Set", "ssv", SERVICE, "localStatus", "i", "1",

@@ -75,11 +75,12 @@ TEST_F(IntrospectionOnBus, ShowsTheDescriptionOfTheCaller) {
     void* const service = serve(echo);
     EXPECT_EQ(TELLBUS_setIntrospection(service, DESCRIPTION), TELLBUS_OK);
     std::string const data = introspect(PATH);
-    EXPECT_THAT(data,
-                AllOf(HasSubstr("<method name=\"tagRequest\">"),
-                      HasSubstr("<signal name=\"localStatus\">"),
-                      HasSubstr("org.freedesktop.DBus.Introspectable"),
-                      HasSubstr("org.freedesktop.DBus.Peer"), Not(HasSubstr("in.a.comment"))));
+    EXPECT_THAT(data, AllOf(HasSubstr("<method name=\"tagRequest\">"),
+                            HasSubstr("<signal name=\"localStatus\">"),
+                            HasSubstr("org.freedesktop.DBus.Introspectable"),
+                            HasSubstr("org.freedesktop.DBus.Peer"),
+                            HasSubstr("org.freedesktop.DBus.Properties"),
+                            Not(HasSubstr("in.a.comment"))));
 }
 
 TEST_F(IntrospectionOnBus, ShowsTheInstalledDescription) {

@@ -63,17 +63,21 @@ public:
 
     /** The string in the reply, "" if there is none, or the name of the error. */
     std::string call(RawMessage const& message) {
-        DBusError error = DBUS_ERROR_INIT;
-        RawMessage const reply(
-            dbus_connection_send_with_reply_and_block(mConnection, message.get(), 60000, &error));
+        std::string error;
+        RawMessage const reply = replyTo(message, error);
         if (!reply) {
-            std::string name = error.name;
-            dbus_error_free(&error);
-            return name;
+            return error;
         }
         char const* text = "";
         dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
         return text;
+    }
+
+    /** The types in the reply, or the name of the error. */
+    std::string typesOf(RawMessage const& message) {
+        std::string error;
+        RawMessage const reply = replyTo(message, error);
+        return reply ? dbus_message_get_signature(reply.get()) : error;
     }
 
     /** Calls and gives the text; the interface may be null. */
@@ -158,5 +162,17 @@ public:
     DBusConnection* connection() const { return mConnection; }
 
 private:
+    /** Null, with the name of the error, if the call fails. */
+    RawMessage replyTo(RawMessage const& call, std::string& errorName) {
+        DBusError error = DBUS_ERROR_INIT;
+        RawMessage reply(
+            dbus_connection_send_with_reply_and_block(mConnection, call.get(), 60000, &error));
+        if (!reply) {
+            errorName = error.name;
+            dbus_error_free(&error);
+        }
+        return reply;
+    }
+
     DBusConnection* mConnection;
 };

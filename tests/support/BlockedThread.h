@@ -30,10 +30,13 @@ inline bool isBlockedIn(char const* name, std::string const& thread) {
     return std::getline(file, function) && function.find(name) != std::string::npos;
 }
 
-/** Waits until something holds, ten seconds at most. */
+/** Long enough for a loaded machine; reached only by failures. */
+constexpr std::chrono::seconds LONGEST_WAIT{60};
+
+/** Waits until something holds, LONGEST_WAIT at most. */
 template <class Condition>
 bool waitUntil(Condition holds) {
-    auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    auto const deadline = std::chrono::steady_clock::now() + LONGEST_WAIT;
     while (!holds()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
@@ -43,7 +46,7 @@ bool waitUntil(Condition holds) {
     return true;
 }
 
-/** Waits until a thread waits in the kernel, ten seconds at most. */
+/** Waits until a thread waits in the kernel, LONGEST_WAIT at most. */
 inline bool waitUntilBlocked(pid_t thread) {
     return waitUntil([thread] { return isBlocked(thread); });
 }

@@ -161,7 +161,8 @@ private:
 
     /** The daemon prints its address once it listens, and ends the line. */
     static bool seesALine(int fd) {
-        auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        // Generous, as a loaded machine starts programs late.
+        auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         char last = '\0';
         while (last != '\n') {
             auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(

@@ -38,7 +38,7 @@ public:
 
     pid_t thread() const { return mThread; }
 
-    /** Waits until it has woken and sleeps again, ten seconds at most. */
+    /** Waits until it has woken and sleeps again, LONGEST_WAIT at most. */
     bool sleepsAgain() const {
         return waitUntil([this] { return timesGoneToSleep(mThread) > mSleeps; });
     }

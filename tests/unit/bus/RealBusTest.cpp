@@ -28,7 +28,7 @@ namespace {
 constexpr char NAME[] = "com.example.framework.Echo";
 constexpr char PATH[] = "/com/example/framework/Echo";
 constexpr unsigned int TIMEOUT = 30000;
-constexpr unsigned int DEADLINE_SECONDS = 60;
+constexpr unsigned int DEADLINE_SECONDS = 200;
 
 /** Answers "echo" with its parameters, dies on "die", keeps quiet on anything else. */
 class Echo : public CSvcImplBase {

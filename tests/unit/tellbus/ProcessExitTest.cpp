@@ -306,7 +306,7 @@ TEST_F(ProcessExit, OfAForkedChildLeavesItsParentsConnectionAlone) {
         void* connection = nullptr;
         TELLBUS_getConnection(0, 0, &connection);
         Inbox<Result> results;
-        TELLBUS_asyncInvoke(connection, NAME, PATH, "any", "{}", false, 5000, resultInto, nullptr,
+        TELLBUS_asyncInvoke(connection, NAME, PATH, "any", "{}", false, 60000, resultInto, nullptr,
                             &results);
         _exit(results.next().status == TELLBUS_OK ? 0 : 1);
     });

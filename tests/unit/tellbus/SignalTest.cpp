@@ -167,7 +167,7 @@ TEST_F(SignalOnBus, ForgedHoldsNoSenderUpThoughNobodyReadsTheLine) {
             return TELLBUS_asyncInvoke(client, NAME, PATH, "any", "{}", true, 0, nullptr, nullptr,
                                        nullptr);
         });
-        EXPECT_EQ(sent.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+        EXPECT_EQ(sent.wait_for(PATIENCE), std::future_status::ready);
     }
     EXPECT_EQ(sent.get(), TELLBUS_OK);
 }

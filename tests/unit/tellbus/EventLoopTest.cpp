@@ -201,11 +201,20 @@ TEST_F(TimerTest, TakesTheEarlierOfTwoMoments) {
 
 TEST_F(TimerTest, CanBeTakenBack) {
     Timer second(loop, [this] { others.put(true); });
+    // The loop looks at its timers only when this one is taken back, however late that is.
+    Inbox<bool> held;
+    Answer<bool> release;
+    loop->post([&] {
+        held.put(true);
+        release.waitUntil(soonEnough());
+    });
+    held.next();
     {
         std::lock_guard const lock(mutex);
         timer->set(Clock::now() + std::chrono::milliseconds(10));
         timer->set(std::nullopt);
     }
+    release.set(true);
     second.set(Clock::now() + std::chrono::milliseconds(30));
     EXPECT_TRUE(others.next());
     second.set(std::nullopt);

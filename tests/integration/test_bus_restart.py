@@ -6,7 +6,7 @@ import time
 from expected import property_list
 from harness import SANITIZED, STATUS, CarTest, connected, local, main, song, transfer
 from car import calls
-from car.bus import BUS, MEDIA, SERVICE
+from car.bus import BUS, MEDIA, SERVICE, Monitor
 from car.programs import DEADLINE
 
 RESTARTS = 10
@@ -14,7 +14,7 @@ AWAY = [0.2 * number for number in range(RESTARTS)]
 """For how many seconds the bus is away: not at all, and so long that the retries become rare."""
 
 LIMIT = 10 if SANITIZED else 1
-"""Seconds until the service must answer on a new bus."""
+"""Seconds until the service answers on a new bus, beside what any answer takes."""
 
 
 class BusRestart(CarTest):
@@ -52,18 +52,31 @@ class BusRestart(CarTest):
         return json.loads(calls.busctl_raw(self.car.bus, "GetConnectionUnixProcessID", "s", name,
                                            to=BUS))["data"][0]
 
+    def usual(self):
+        """For how many seconds a monitor and an answer keep one waiting on a bus that stands."""
+        begun = time.monotonic()
+        Monitor(self.car.bus).stop()
+        self.car.call("getProperties", {"props": ["localStatus"]})
+        return time.monotonic() - begun
+
     def assert_back(self, listening):
-        """The same processes answer under their names, the service in time."""
+        """
+        The same processes answer under their names; the result is for how many seconds the service
+        did not.
+        """
         reply = self.until_answered(calls.call, "getProperties", {"props": ["localStatus"]})
-        self.assertLess(time.monotonic() - listening, LIMIT)
+        took = time.monotonic() - listening
         self.assertEqual(reply, {"props": {"localStatus": local(0)[1]}})
         self.until_answered(calls.busctl_raw, "getDevices", "s", "{}", to=MEDIA)
         self.assertEqual([self.process_of(name) for name in (SERVICE, MEDIA)],
                          [self.car.service.pid, self.car.rig.pid])
+        return took
 
     def test_everything_comes_back_by_itself_ten_times(self):
-        for away in AWAY:
-            self.assert_back(self.restart_bus(away))
+        limit = LIMIT + 3 * self.usual()
+        took = [self.assert_back(self.restart_bus(away)) for away in AWAY]
+        # A loaded machine holds up some, a service whose retries are too rare all of the later ones.
+        self.assertLess(min(took[RESTARTS // 2:]), limit, took)
         self.assertEqual(self.car.tag(song(1)), (STATUS["STORED_LOCAL"], [local(1)]))
         self.assertEqual(self.car.attach(1), [transfer("TRANSFER_SUCCEEDED"), local(0),
                                               connected(1)])

@@ -1,7 +1,9 @@
 #include "OnBus.h"
 #include "RawClient.h"
+#include "support/BlockedThread.h"
 #include "support/Sanitized.h"
 
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <numeric>
@@ -258,7 +260,8 @@ TEST_F(Load, OnAServiceLeavesNoMemoryBehind) {
     EXPECT_LT(residentBytes(), before + 4U * 1024 * 1024);
 }
 
-TEST_F(Load, IsServedWithinASecondOfEachNewBusTenTimesOver) {
+TEST_F(Load, IsServedSoonAfterEachNewBusTenTimesOver) {
+    std::chrono::steady_clock::duration fastest = PATIENCE;
     Inbox<Signal> signals;
     void* const service = serve(echo);
     hear(signals, "any");
@@ -277,12 +280,16 @@ TEST_F(Load, IsServedWithinASecondOfEachNewBusTenTimesOver) {
         while (invoke(own, "any", "{}", 1000) != TELLBUS_OK || TELLBUS_FAILED(own.next().status)) {
             std::this_thread::yield();
         }
-        EXPECT_LT(std::chrono::steady_clock::now() - up, std::chrono::seconds(1));
+        auto const took = std::chrono::steady_clock::now() - up;
+        EXPECT_LT(took, PATIENCE);
+        fastest = std::min(fastest, took);
         EXPECT_EQ(TELLBUS_emit(service, "any", std::to_string(round).c_str()), TELLBUS_OK);
         EXPECT_EQ(signals.next().data, std::to_string(round));
     }
     over = true;
     calling.join();
+    // A loaded machine holds up some of them, a pause that is too long all.
+    EXPECT_LT(fastest, std::chrono::seconds(SANITIZED ? 10 : 1));
     // Every call got its one callback, whatever became of its bus.
     EXPECT_TRUE(results.waitForArrivals(static_cast<std::size_t>(started)));
     settle(client);
@@ -365,7 +372,8 @@ TEST_F(Load, BehindACallbackThatBlocksLetsNobodyWaitForEver) {
     }
     auto const took = std::chrono::steady_clock::now() - before;
     EXPECT_GE(took, std::chrono::seconds(10));
-    EXPECT_LT(took, std::chrono::seconds(15));
+    // Side by side: one after the other it would be fifty.
+    EXPECT_LT(took, std::chrono::seconds(40));
     // Nothing is left of what nobody waited for any more.
     void* handle = nullptr;
     EXPECT_EQ(TELLBUS_registerService(server, NAME, "/another", 0, echo, nullptr, &handle),
@@ -391,6 +399,7 @@ TEST_F(Load, WhenThereIsNoneMakesNoSystemCallInTenSeconds) {
         }
         return count;
     };
+    ASSERT_TRUE(waitUntil([&] { return isBlockedIn("poll", *thread); }));
     long const before = switches();
     ASSERT_GT(before, 0);
     std::this_thread::sleep_for(std::chrono::seconds(10));

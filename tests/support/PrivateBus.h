@@ -1,12 +1,15 @@
 #pragma once
 
+#include "support/OutputOf.h"
 #include "support/TempDir.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
@@ -16,6 +19,7 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 /**
  * A real bus of the test's own: a dbus-daemon with a configuration, a folder and a socket that
@@ -82,16 +86,20 @@ public:
     }
 
     /** From now on the daemon runs the command when somebody calls the name and nobody owns it. */
-    void activate(std::string const& name, std::string const& command) const {
+    void activate(std::string const& name, std::vector<std::string> const& command) const {
+        std::string words;
+        for (std::string const& word : command) {
+            words += " " + quoted(word);
+        }
         mFolder.write("services/" + name + ".service",
-                      "[D-BUS Service]\nName=" + name + "\nExec=" + command + "\n");
+                      "[D-BUS Service]\nName=" + name + "\nExec=" + words + "\n");
     }
 
     /** The daemon stops reading and writing, and keeps its connections. */
     void pause() const { kill(mPid, SIGSTOP); }
     void resume() const { kill(mPid, SIGCONT); }
 
-    std::string address() const { return "unix:path=" + mFolder.path("bus"); }
+    std::string address() const { return "unix:path=" + escaped(mFolder.path("bus")); }
     TempDir const& folder() const { return mFolder; }
     pid_t pid() const { return mPid; }
 
@@ -103,6 +111,30 @@ public:
     }
 
 private:
+    /** A path as an address has it, which takes few letters as they are. */
+    static std::string escaped(std::string const& path) {
+        constexpr char DIGITS[] = "0123456789abcdef";
+        std::string text;
+        for (char const letter : path) {
+            auto const byte = static_cast<unsigned char>(letter);
+            if (byte < 0x80
+                && (std::isalnum(byte) != 0 || std::strchr("-_/.", letter) != nullptr)) {
+                text += letter;
+            } else {
+                text += {'%', DIGITS[byte / 16], DIGITS[byte % 16]};
+            }
+        }
+        return text;
+    }
+
+    static std::string inXml(std::string const& text) {
+        std::string written;
+        for (char const letter : text) {
+            written += letter == '&' ? "&amp;" : letter == '<' ? "&lt;" : std::string(1, letter);
+        }
+        return written;
+    }
+
     std::string configuration() const {
         return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
                "1.0//EN\"\n"
@@ -113,7 +145,7 @@ private:
                + address()
                + "</listen>\n"
                  "  <servicedir>"
-               + mFolder.path("services")
+               + inXml(mFolder.path("services"))
                + "</servicedir>\n"
                  "  <policy context=\"default\">\n"
                  "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"

@@ -8,7 +8,7 @@ protected:
     static constexpr int ROUNDS = 100;
 
     ActivationOnBus() {
-        bus.activate(NAME, std::string(SONGLATCH_ACTIVATED_SERVICE) + " " + NAME + " " + PATH);
+        bus.activate(NAME, {SONGLATCH_ACTIVATED_SERVICE, NAME, PATH});
         void* handle = nullptr;
         EXPECT_EQ(TELLBUS_subscribeOwnerChanged(client, NAME, ownerInto, &mOwners, &handle),
                   TELLBUS_OK);

@@ -76,7 +76,7 @@ class Commands(CarTest):
         return node
 
     def attach(self, device, words=""):
-        return self.do(f"attach {device} {self.car.mount_point(device)} {words}", "attached")
+        return self.do(f'attach {device} "{self.car.mount_point(device)}" {words}', "attached")
 
     def device_state(self, position):
         return json.loads(self.car.monitor.wait_for_signal("deviceState", position)[1].text)
@@ -198,7 +198,7 @@ class Commands(CarTest):
         self.attach(1, "silent")
         node = self.node(1)
         node.capabilities()
-        self.do(f"attach 1 {self.car.mount_point(2)} caps=3 silent", "attached")
+        self.do(f'attach 1 "{self.car.mount_point(2)}" caps=3 silent', "attached")
         self.assertEqual(self.devices(), [(1, str(self.car.mount_point(2)), [3])])
         self.assertEqual(node.socket.recv(1), b"")
         self.assertFalse((self.car.mount_point(1) / ".FS_info." / "control").exists())
@@ -208,7 +208,7 @@ class Commands(CarTest):
         for fault in ("none", "open"):
             self.attach(1, "silent")
             self.do(f"fault 1 {fault}", "changed")
-            self.do(f"attach 1 {self.car.mount_point(1)}/ caps=3 silent", "attached")
+            self.do(f'attach 1 "{self.car.mount_point(1)}/" caps=3 silent', "attached")
             self.assertEqual(self.devices(), [(1, f"{self.car.mount_point(1)}/", [3])])
             self.assertEqual(self.node(1).capabilities()[2], struct.pack("<iH", 1, 3))
 
@@ -236,7 +236,7 @@ class Commands(CarTest):
         folder = self.car.mount_point(1) / ".FS_info."
         folder.rename(self.car.root / "aside")
         folder.write_text("no folder")
-        self.do(f"attach 1 {self.car.mount_point(1)} caps=3", "error")
+        self.do(f'attach 1 "{self.car.mount_point(1)}" caps=3', "error")
         self.assertEqual(self.devices(), before)
         self.assertEqual(node.capabilities()[2], struct.pack("<iH", 1, 8))
         folder.unlink()
@@ -327,8 +327,8 @@ class Commands(CarTest):
 
     def test_what_cannot_be_done_is_an_error_and_the_rig_goes_on(self):
         for line in ("nonsense", "attach", "attach one /tmp", "attach 1", "detach 9", "caps 9 8",
-                     "fault 9 open", f"attach 1 {self.car.mount_point(1)} caps=x",
-                     f"attach 1 {self.car.mount_point(1)} colour=red",
+                     "fault 9 open", f'attach 1 "{self.car.mount_point(1)}" caps=x',
+                     f'attach 1 "{self.car.mount_point(1)}" colour=red',
                      "attach 1 /proc/nowhere"):
             with self.subTest(line):
                 self.do(line, "error")
@@ -375,7 +375,7 @@ class Program(CarTest):
 
     def test_a_script_comes_before_the_input_and_may_quit(self):
         script = self.car.root / "script"
-        script.write_text(f"attach 1 {self.car.mount_point(1)} silent\nlist\n")
+        script.write_text(f'attach 1 "{self.car.mount_point(1)}" silent\nlist\n')
         output = self.run_rig("--script", str(script), lines="quit\nlist\n")[1]
         self.assertEqual([json.loads(line)["event"] for line in output.splitlines()],
                          ["ready", "attached", "list", "ended"])

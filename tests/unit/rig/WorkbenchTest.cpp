@@ -25,6 +25,9 @@ protected:
 
     std::string mountPoint() const { return mFolder.path("ipod"); }
 
+    /** As a command takes it, whatever folder temporary files are in. */
+    static std::string word(std::string const& path) { return '"' + path + '"'; }
+
     PrivateBus mBus;
     TempDir mFolder;
     ReportLines mReports;
@@ -32,7 +35,7 @@ protected:
 };
 
 TEST_F(RigWorkbench, AnAttachedDeviceHasWhatIsLeftOutFilledIn) {
-    Json::Value const report = attach("7 " + mountPoint());
+    Json::Value const report = attach("7 " + word(mountPoint()));
     EXPECT_EQ("attached", report["event"].asString());
     EXPECT_EQ(7, report["id"].asInt());
     EXPECT_EQ(mountPoint(), report["mountPoint"].asString());
@@ -48,7 +51,7 @@ TEST_F(RigWorkbench, AnAttachedDeviceHasWhatIsLeftOutFilledIn) {
 }
 
 TEST_F(RigWorkbench, ChangesAreReportedWithTheWholeDevice) {
-    attach("7 " + mountPoint());
+    attach("7 " + word(mountPoint()));
     EXPECT_EQ("slow=5", perform("fault 7 slow=5")["fault"].asString());
     Json::Value const report = perform("caps 7 1,2,3");
     EXPECT_EQ("changed", report["event"].asString());
@@ -57,7 +60,7 @@ TEST_F(RigWorkbench, ChangesAreReportedWithTheWholeDevice) {
 }
 
 TEST_F(RigWorkbench, ADetachedDeviceIsGone) {
-    attach("7 " + mountPoint());
+    attach("7 " + word(mountPoint()));
     EXPECT_EQ("detached", perform("detach 7")["event"].asString());
     EXPECT_TRUE(perform("list")["devices"].empty());
     EXPECT_EQ("no device 7; list shows what is attached",
@@ -65,9 +68,9 @@ TEST_F(RigWorkbench, ADetachedDeviceIsGone) {
 }
 
 TEST_F(RigWorkbench, AnAttachedIdIsReplacedAndMovesToTheEnd) {
-    attach("7 " + mountPoint());
-    attach("8 " + mFolder.path("other"));
-    attach("7 " + mountPoint() + "/ caps=9");
+    attach("7 " + word(mountPoint()));
+    attach("8 " + word(mFolder.path("other")));
+    attach("7 " + word(mountPoint() + "/") + " caps=9");
     Json::Value const devices = perform("list")["devices"];
     ASSERT_EQ(2U, devices.size());
     EXPECT_EQ(8, devices[0]["id"].asInt());

@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import shlex
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
@@ -253,13 +254,13 @@ Everything goes on. To talk to it:
       getProperties s '{{"props":["localStatus","connectionStatus","transferStatus"]}}'
   busctl --system monitor {SERVICE}
 
-  echo 'attach 9 {root}/ipod9 caps=8' > {root}/rig.in      (and "help")
-  {binary("songlatchctl")} status                          (and "--help")
-  tail -f {root}/rig.out /tmp/Songlatching.log
+  echo 'attach 9 "{root}/ipod9" caps=8' > {shlex.quote(f"{root}/rig.in")}      (and "help")
+  {shlex.quote(str(binary("songlatchctl")))} status                          (and "--help")
+  tail -f {shlex.quote(f"{root}/rig.out")} /tmp/Songlatching.log
 
 To end it and clean up:
 
-  kill {' '.join(str(pid) for pid in car.pids())} && rm -rf {root}
+  kill {' '.join(str(pid) for pid in car.pids())} && rm -rf {shlex.quote(str(root))}
 """)
 
 

@@ -8,6 +8,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 # An installed program finds the library beside it, wherever both have been put. Below /usr, where the
 # system looks anyway, packaging/ takes this out again.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
@@ -46,6 +47,12 @@ if(NOT SONGLATCH_SANITIZE)
 endif()
 add_compile_options("${SONGLATCH_HARDENING}")
 add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+# What is delivered does not tell in which folder it was built. The others say it to their reader.
+if(NOT SONGLATCH_SANITIZE AND NOT SONGLATCH_COVERAGE)
+    set(SONGLATCH_ANY_FOLDER "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+    add_compile_options("${SONGLATCH_ANY_FOLDER}")
+endif()
 
 if(SONGLATCH_WERROR)
     add_compile_options(-Werror)

@@ -19,6 +19,6 @@ namespace {
     "DESCRIPTION=Service to handle HD Radio Tag for Purchase\n"
     "STATE=Experimental\n"
     "VERSION=1.0.15\n"
-    "DATE=" __DATE__ "\n";
+    "DATE=" SONGLATCH_DATE "\n";
 
 } // namespace

@@ -1,5 +1,7 @@
 """The start: the command line, the configuration, the files, the bus."""
 
+import datetime
+import email.utils
 import os
 import pathlib
 import re
@@ -257,7 +259,17 @@ class Installed(StartTest):
         self.assertEqual(information[:4], [
             "NAME=Songlatch", "DESCRIPTION=Service to handle HD Radio Tag for Purchase",
             "STATE=Experimental", "VERSION=1.0.15"])
-        self.assertRegex(information[4], r"\ADATE=\w{3} [ \d]\d \d{4}\Z")
+        self.assertEqual(information[4], f"DATE={self.date_of_the_sources()}")
+
+    @staticmethod
+    def date_of_the_sources():
+        """That of the newest entry in the changelog: two builds of it are the same on any day."""
+        changelog = pathlib.Path(__file__).parents[2] / "packaging" / "debian" / "changelog"
+        entry = re.search(r"^ -- .*  (.*)$", changelog.read_text(encoding="utf-8"), re.MULTILINE)
+        moment = os.environ.get("SOURCE_DATE_EPOCH",
+                                email.utils.parsedate_to_datetime(entry[1]).timestamp())
+        date = datetime.datetime.fromtimestamp(float(moment), datetime.timezone.utc)
+        return f"{date:%b} {date.day:2} {date:%Y}"
 
     def record(self, section):
         """The lines of a section of the program."""

@@ -28,6 +28,7 @@ void addDecode(CLI::App& command, Console& console);
 void addDoctor(CLI::App& command, Console& console);
 void addNow(CLI::App& command, Console& console);
 void addPress(CLI::App& command, Console& console);
+void addCompletion(CLI::App& command, Console& console);
 
 namespace {
 
@@ -52,6 +53,7 @@ constexpr Command COMMANDS[] = {
     {"doctor", "look for what keeps tags from arriving", addDoctor},
     {"now", "show the song that the radio plays", addNow},
     {"press", "mark the song that the radio plays", addPress},
+    {"completion", "print what makes a shell complete these words", addCompletion},
 };
 
 constexpr char FOOTER[] =

@@ -93,6 +93,20 @@ void addDevice(CLI::App& command, std::optional<int>& device) {
         ->type_name("ID");
 }
 
+void limitTo(CLI::Option& option, std::vector<std::string> const& values) {
+    // The name holds the values for valuesOf(); the help tells them in its own words.
+    option.check(CLI::IsMember(values).description("").name(CLI::detail::join(values, "|")));
+}
+
+std::vector<std::string> valuesOf(CLI::Option& option) {
+    try {
+        std::string const name = option.get_validator(0)->get_name();
+        return name.empty() ? std::vector<std::string>() : CLI::detail::split(name, '|');
+    } catch (CLI::OptionNotFound const&) {
+        return {};
+    }
+}
+
 Json::Int64 numberOf(std::string const& text) {
     return wholeNumber(text).value_or(0);
 }

@@ -39,6 +39,12 @@ void addTexts(CLI::App& command, std::string const& option, std::string const& m
 void addNumbers(CLI::App& command, std::string const& option, std::string const& meaning,
                 Json::Int64 lowest, Json::Int64 highest, std::vector<std::string>& values);
 
+/** Lets an option take nothing but these values. */
+void limitTo(CLI::Option& option, std::vector<std::string> const& values);
+
+/** The values that limitTo() has let through, none for an option without a limit. */
+std::vector<std::string> valuesOf(CLI::Option& option);
+
 /** The value of a number that addNumbers() let through. */
 Json::Int64 numberOf(std::string const& text);
 

@@ -287,7 +287,7 @@ void addPlist(CLI::App& command, Console& console) {
 
 void addExport(CLI::App& command, Console& console) {
     auto const options = addFileCommand(command, console, exportTags);
-    command.add_option("--format", options->format, "json, csv or plist")
-        ->check(CLI::IsMember({"json", "csv", "plist"}).description(""))
-        ->type_name("FORMAT");
+    limitTo(
+        *command.add_option("--format", options->format, "json, csv or plist")->type_name("FORMAT"),
+        {"json", "csv", "plist"});
 }

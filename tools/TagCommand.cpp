@@ -136,12 +136,10 @@ void addTag(CLI::App& command, Console& console) {
     for (std::size_t at = 0; at < REQUEST_FIELD_COUNT; ++at) {
         addField(command, requestFields()[at], options->fields[at]);
     }
-    command
-        .add_option_function<std::string>(
-            "--pressed", [options](std::string const& text) { options->pressed = text[0] - '0'; },
-            "which of two songs was meant: 1 or 2")
-        ->check(CLI::IsMember({"1", "2"}).description(""))
-        ->type_name("1|2");
+    CLI::Option* const pressed = command.add_option_function<std::string>(
+        "--pressed", [options](std::string const& text) { options->pressed = text[0] - '0'; },
+        "which of two songs was meant: 1 or 2");
+    limitTo(*pressed->type_name("1|2"), {"1", "2"});
     addDevice(command, options->device);
     addTimeout(command, options->timeout);
     addJson(command, options->json);

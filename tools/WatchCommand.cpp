@@ -185,8 +185,8 @@ void addWatch(CLI::App& command, Console& console) {
     auto const options = std::make_shared<WatchOptions>();
     CLI::Option* const until =
         command.add_option("--until", options->until, "end with the first event of that name")
-            ->check(CLI::IsMember(eventNames()).description(""))
             ->type_name("EVENT");
+    limitTo(*until, eventNames());
     addTimeout(command, options->timeout);
     command.get_option("--timeout")
         ->needs(until)

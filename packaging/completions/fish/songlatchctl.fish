@@ -1,0 +1,1 @@
+songlatchctl completion fish | source

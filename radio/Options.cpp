@@ -1,5 +1,6 @@
 #include "radio/Options.h"
 
+#include "Version.h"
 #include "radio/AnyReader.h"
 #include "radio/ExitStatus.h"
 #include "radio/FileIdentifier.h"

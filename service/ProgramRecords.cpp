@@ -1,6 +1,7 @@
 // What the executable says of itself to the system's own tools. Text only: no code reads it, and
 // the words in capitals are no arguments of the program. Shown by
 //   readelf -p QNX_usage Songlatch; readelf -p QNX_info Songlatch
+#include "Version.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ namespace {
     "NAME=Songlatch\n"
     "DESCRIPTION=Service to handle HD Radio Tag for Purchase\n"
     "STATE=Experimental\n"
-    "VERSION=1.0.15\n"
+    "VERSION=" SONGLATCH_VERSION "\n"
     "DATE=" SONGLATCH_DATE "\n";
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "Version.h"
 #include "bus/CTellbusEventRouter.h"
 #include "files/XMLTools.h"
 #include "service/CTaggingImpl.h"
@@ -34,7 +35,7 @@ void readArguments(int argc, char** argv) {
 }
 
 void logStart() {
-    tools.Output(SOURCE, "-----> Starting version 1.0.15 <-----", stdTools::Warning);
+    tools.Output(SOURCE, "-----> Starting version " SONGLATCH_VERSION " <-----", stdTools::Warning);
     // The switch itself serves as the level of its line.
     tools.Output(SOURCE, "File Logging is: " + stdTools::toString(stdTools::FILELOGGING),
                  static_cast<stdTools::ErrorLevel>(stdTools::FILELOGGING));

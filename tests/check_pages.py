@@ -5,7 +5,7 @@ import pathlib
 import subprocess
 import sys
 
-PAGES = pathlib.Path(sys.argv[1], "packaging", "man")
+PAGES = pathlib.Path(sys.argv[1])
 READERS = (["man", "--warnings", "--encoding=UTF-8", "--troff-device=utf8", "--ditroff",
             "--local-file"],
            ["mandoc", "-T", "lint", "-W", "warning"])

@@ -2,6 +2,7 @@
 // it, the help prints it and the completions are made from it.
 #include "tools/CommandLine.h"
 
+#include "Version.h"
 #include "tools/CommandOptions.h"
 #include "tools/Console.h"
 #include "tools/Failures.h"

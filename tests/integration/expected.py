@@ -1,6 +1,12 @@
 """What the files and the property list must hold, composed from a request, byte for byte."""
 
+import pathlib
+import re
 import xml.sax.saxutils
+
+_PROJECT = pathlib.Path(__file__).parents[2] / "CMakeLists.txt"
+VERSION = re.search(r"^project\(Songlatch VERSION (\S+)", _PROJECT.read_text(encoding="utf-8"),
+                    re.MULTILINE).group(1)
 
 PLIST_ADDRESS = "http://www.apple.com/DTDs/PropertyList-1.0.dtd"
 

@@ -7,11 +7,11 @@ import pathlib
 import re
 import shutil
 
-from expected import candidate_file, tag_file
+from expected import VERSION, candidate_file, tag_file
 from harness import CarTest, connected, local, main, song
 from car.programs import binary, run
 
-STARTING = "Warning: -----> Starting version 1.0.15 <-----"
+STARTING = f"Warning: -----> Starting version {VERSION} <-----"
 EXITING = "Warning: Exiting"
 DESTROYED = "Destroyed CTellbusEventRouter."
 INSTALLED_LOG = "/tmp/Songlatching.log"
@@ -47,7 +47,7 @@ class FirstStart(StartTest):
         self.assertEqual(self.car.start_service(), [local(0), connected()])
         lines = self.folder.log()
         self.assertEqual(lines[:8], [
-            "Warning: Main: -----> Starting version 1.0.15 <-----",
+            f"Warning: Main: -----> Starting version {VERSION} <-----",
             "Warning: Main: File Logging is: true",
             f"Message: Main: Log file: {self.folder.log_path}",
             f"Message: Main: Config File:{self.folder.configuration}",
@@ -258,7 +258,7 @@ class Installed(StartTest):
         information = self.record("QNX_info")
         self.assertEqual(information[:4], [
             "NAME=Songlatch", "DESCRIPTION=Service to handle HD Radio Tag for Purchase",
-            "STATE=Experimental", "VERSION=1.0.15"])
+            "STATE=Experimental", f"VERSION={VERSION}"])
         self.assertEqual(information[4], f"DATE={self.date_of_the_sources()}")
 
     @staticmethod

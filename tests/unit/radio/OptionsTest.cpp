@@ -1,6 +1,7 @@
 #include "radio/Options.h"
 
 #include "Heard.h"
+#include "Version.h"
 #include "radio/ExitStatus.h"
 #include "radio/HexReader.h"
 #include "radio/JsonReader.h"

@@ -1,3 +1,4 @@
+#include "Version.h"
 #include "unit/tools/support/CommandRun.h"
 
 #include <CLI/CLI.hpp>

@@ -2,17 +2,15 @@
 
 #include "tellbus/tellbus.h"
 
-#include <cstdint>
 #include <cstdio>
 #include <stdexcept>
 
 namespace {
 
 constexpr char ERROR_NAME[] = "com.veldan.service.Error";
-constexpr std::uint32_t FAILURE = 0x80000000U;
 
 void require(TELLBUS_tStatus status, char const* what) {
-    if ((status & FAILURE) == 0) {
+    if (!TELLBUS_FAILED(status)) {
         return;
     }
     char number[16];

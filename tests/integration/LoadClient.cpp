@@ -23,7 +23,6 @@ constexpr char SERVICE[] = "com.veldan.service.Songlatch";
 constexpr char PATH[] = "/com/veldan/service/Songlatch";
 constexpr unsigned int TIMEOUT_MS = 600000;
 constexpr unsigned int FEW = 8;
-constexpr std::uint32_t FAILURE = 0x80000000U;
 
 struct Request {
     std::string method;
@@ -39,7 +38,8 @@ struct Request {
 class Calls {
 public:
     Calls() {
-        if (((TELLBUS_initialize() | TELLBUS_getConnection(0, 0, &mConnection)) & FAILURE) != 0) {
+        if (TELLBUS_FAILED(TELLBUS_initialize())
+            || TELLBUS_FAILED(TELLBUS_getConnection(0, 0, &mConnection))) {
             fail("there is no bus");
         }
     }
@@ -60,7 +60,7 @@ public:
         TELLBUS_tStatus const status = TELLBUS_asyncInvoke(
             mConnection, SERVICE, PATH, request.method.c_str(), request.parameters.c_str(), false,
             TIMEOUT_MS, onResult, &token, this);
-        if ((status & FAILURE) != 0) {
+        if (TELLBUS_FAILED(status)) {
             fail("the request was not sent");
         }
     }
@@ -74,7 +74,7 @@ public:
 
 private:
     static void onResult(TELLBUS_tCallbackStatus const* status, char const* result, void* cookie) {
-        if ((status->status & FAILURE) != 0 || result == nullptr) {
+        if (TELLBUS_FAILED(status->status) || result == nullptr) {
             fail("a request failed");
         }
         static_cast<Calls*>(cookie)->done(result);

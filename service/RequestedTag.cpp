@@ -8,13 +8,11 @@
 
 namespace {
 
-/** The station id has no member in a record and ends here. */
+/** The station id has no field in a record and ends here. */
 void fillRecord(CTag& record, RequestedTag const& tag) {
-    record.Artist(tag.Artist);
-    record.Name(tag.Name);
-    record.Album(tag.Album);
-    record.Genre(tag.Genre);
-    record.iTunesAffiliateID(tag.iTunesAffiliateID);
+    for (RequestedText const& text : REQUESTED_TEXTS) {
+        (record.*text.keep)(tag.*text.member);
+    }
     if (tag.iTunesSongID >= 0) {
         record.iTunesSongID(stdTools::toString(tag.iTunesSongID));
     }
@@ -23,33 +21,21 @@ void fillRecord(CTag& record, RequestedTag const& tag) {
         record.PodcastFeedURL(stdTools::toString(tag.PodcastFeedURL));
     }
     record.ProgramNumber(tag.ProgramNumber);
-    record.StationCallLetters(tag.StationCallLetters);
-    record.StationFrequency(tag.StationFrequency);
-    record.StationURL(tag.StationURL);
-    record.TimeStamp(tag.TimeStamp);
-    record.UnknownData(tag.UnknownData);
 }
 
 } // namespace
 
 RequestedTag RequestedTag::read(Json::Value const& json) {
     RequestedTag tag;
-    tag.Artist = json["Artist"].asString();
-    tag.Name = json["Name"].asString();
-    readIfPresent(json, "Album", tag.Album);
-    readIfPresent(json, "ButtonPressed", tag.ButtonPressed);
-    readIfPresent(json, "Genre", tag.Genre);
-    readIfPresent(json, "iTunesAffiliateID", tag.iTunesAffiliateID);
-    readIfPresent(json, "iTunesSongID", tag.iTunesSongID);
+    for (RequestedText const& text : REQUESTED_TEXTS) {
+        readIfPresent(json, text.key, tag.*text.member);
+    }
     readIfPresent(json, "iTunesStationID", tag.iTunesStationID);
+    readIfPresent(json, "ButtonPressed", tag.ButtonPressed);
+    readIfPresent(json, "iTunesSongID", tag.iTunesSongID);
     readIfPresent(json, "iTunesStorefrontID", tag.iTunesStorefrontID);
     readIfPresent(json, "PodcastFeedURL", tag.PodcastFeedURL);
     readIfPresent(json, "ProgramNumber", tag.ProgramNumber);
-    readIfPresent(json, "StationCallLetters", tag.StationCallLetters);
-    readIfPresent(json, "StationFrequency", tag.StationFrequency);
-    readIfPresent(json, "StationURL", tag.StationURL);
-    readIfPresent(json, "TimeStamp", tag.TimeStamp);
-    readIfPresent(json, "UnknownData", tag.UnknownData);
     return tag;
 }
 

@@ -5,6 +5,7 @@
 
 #include <json/value.h>
 
+#include <array>
 #include <string>
 
 /** One tag as it arrives in JSON; each member has its key's name. */
@@ -34,3 +35,23 @@ struct RequestedTag {
     /** A record of one candidate of an ambiguous tag, owned by the caller. */
     CAmbigTag* createCAmbigTag() const;
 };
+
+/** A text of a request, and the field of a record that keeps it. */
+struct RequestedText {
+    char const* key;
+    std::string RequestedTag::*member;
+    void (CTag::*keep)(std::string);
+};
+
+constexpr std::array<RequestedText, 10> REQUESTED_TEXTS = {{
+    {"Artist", &RequestedTag::Artist, &CTag::Artist},
+    {"Name", &RequestedTag::Name, &CTag::Name},
+    {"Album", &RequestedTag::Album, &CTag::Album},
+    {"Genre", &RequestedTag::Genre, &CTag::Genre},
+    {"iTunesAffiliateID", &RequestedTag::iTunesAffiliateID, &CTag::iTunesAffiliateID},
+    {"StationCallLetters", &RequestedTag::StationCallLetters, &CTag::StationCallLetters},
+    {"StationFrequency", &RequestedTag::StationFrequency, &CTag::StationFrequency},
+    {"StationURL", &RequestedTag::StationURL, &CTag::StationURL},
+    {"TimeStamp", &RequestedTag::TimeStamp, &CTag::TimeStamp},
+    {"UnknownData", &RequestedTag::UnknownData, &CTag::UnknownData},
+}};

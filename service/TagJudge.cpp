@@ -6,6 +6,7 @@
 #include "bus/JsonText.h"
 #include "files/safe/XmlText.h"
 #include "service/JsonElements.h"
+#include "service/RequestedTag.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -81,24 +82,6 @@ std::string readText(Json::Value const& json, char const* field) {
     return reading(field, [&] { return xmlHoldable(json[field].asString()); });
 }
 
-struct TextField {
-    char const* key;
-    void (CTag::*set)(std::string);
-};
-
-constexpr TextField TEXTS[] = {
-    {"Artist", &CTag::Artist},
-    {"Name", &CTag::Name},
-    {"Album", &CTag::Album},
-    {"Genre", &CTag::Genre},
-    {"iTunesAffiliateID", &CTag::iTunesAffiliateID},
-    {"StationCallLetters", &CTag::StationCallLetters},
-    {"StationFrequency", &CTag::StationFrequency},
-    {"StationURL", &CTag::StationURL},
-    {"TimeStamp", &CTag::TimeStamp},
-    {"UnknownData", &CTag::UnknownData},
-};
-
 void readNumbers(CAmbigTag& tag, Json::Value const& json) {
     if (json.isMember("iTunesSongID")) {
         std::string const id = readNumber64(json, "iTunesSongID");
@@ -128,9 +111,9 @@ CAmbigTag judgeTag(Json::Value const& json) {
         refuse("tags");
     }
     CAmbigTag tag;
-    for (TextField const& field : TEXTS) {
-        if (json.isMember(field.key)) {
-            (tag.*field.set)(readText(json, field.key));
+    for (RequestedText const& text : REQUESTED_TEXTS) {
+        if (json.isMember(text.key)) {
+            (tag.*text.keep)(readText(json, text.key));
         }
     }
     static_cast<void>(readText(json, "iTunesStationID")); // no member in a record

@@ -20,7 +20,7 @@ struct RequestField {
 
 constexpr std::size_t REQUEST_FIELD_COUNT = 16;
 
-/** Every key that the service reads, in the order in which it does. */
+/** Every key that the service reads, in the order in which people are shown them. */
 std::array<RequestField, REQUEST_FIELD_COUNT> const& requestFields();
 
 /** The field of that key, null if the service does not read it. */

@@ -3,6 +3,7 @@
 #include "tagdata/CAmbigTag.h"
 #include "tagdata/TagFields.h"
 #include "tools/Console.h"
+#include "tools/RequestFields.h"
 
 #include <algorithm>
 #include <array>
@@ -14,19 +15,6 @@
 
 namespace {
 
-/** A value that "tagRequest" holds as a number of 32 bits with a sign. */
-struct Number {
-    std::string_view name;
-    Json::Int lowest; ///< what lies below it would be ignored there
-};
-
-constexpr std::array<Number, 4> NUMBERS = {{
-    {"iTunesSongID", 0},
-    {"iTunesStorefrontID", Json::Value::minInt},
-    {"PodcastFeedURL", Json::Value::minInt},
-    {"ProgramNumber", Json::Value::minInt},
-}};
-
 /** What "tagRequest" always reads. */
 constexpr std::array<std::string_view, 2> ALWAYS_READ = {"Name", "Artist"};
 
@@ -34,10 +22,10 @@ bool isAlwaysRead(std::string_view name) {
     return std::find(ALWAYS_READ.begin(), ALWAYS_READ.end(), name) != ALWAYS_READ.end();
 }
 
-Number const* findNumber(std::string_view name) {
-    auto const found = std::find_if(NUMBERS.begin(), NUMBERS.end(),
-                                    [&](Number const& number) { return number.name == name; });
-    return found == NUMBERS.end() ? nullptr : &*found;
+/** The field of the request that holds the value as a number, null if it is a text there. */
+RequestField const* findNumber(char const* name) {
+    RequestField const* const field = findRequestField(name);
+    return field != nullptr && field->kind == FieldKind::Number ? field : nullptr;
 }
 
 /** The number that has this text as its decimal form, and so comes back as it went. */
@@ -49,7 +37,7 @@ std::optional<Json::Int64> numberOf(std::string const& text) {
 }
 
 /** A storefront above the signed range travels as the negative number with the same 32 bits. */
-std::optional<Json::Int> carriedNumber(TagField const& field, Number const& number,
+std::optional<Json::Int> carriedNumber(TagField const& field, RequestField const& number,
                                        CTag const& tag) {
     if (field.name == std::string_view("iTunesStorefrontID")) {
         return static_cast<Json::Int>(static_cast<Json::UInt>(tag.iTunesStorefrontID()));
@@ -59,8 +47,8 @@ std::optional<Json::Int> carriedNumber(TagField const& field, Number const& numb
     return fits ? std::make_optional(static_cast<Json::Int>(*value)) : std::nullopt;
 }
 
-void addNumber(Json::Value& json, TagField const& field, Number const& number, CTag const& tag,
-               std::ostream& warnings) {
+void addNumber(Json::Value& json, TagField const& field, RequestField const& number,
+               CTag const& tag, std::ostream& warnings) {
     if (std::optional<Json::Int> const value = carriedNumber(field, number, tag)) {
         json[field.name] = *value;
     } else {
@@ -78,7 +66,7 @@ Json::Value toJson(CTag const& tag, std::ostream& warnings) {
         if (field.text(tag) == field.text(blank) && !isAlwaysRead(field.name)) {
             continue;
         }
-        if (Number const* const number = findNumber(field.name)) {
+        if (RequestField const* const number = findNumber(field.name)) {
             addNumber(json, field, *number, tag, warnings);
         } else {
             json[field.name] = field.text(tag);

@@ -1,14 +1,12 @@
 #pragma once
 
 #include "Speaker.h"
+#include "tagdata/CTagException.h"
 
 constexpr char INIT_FAILED[] = "Error Initializing LIBXML";
 constexpr char SETUP_FAILED[] = "Error setting up saxHandler";
 constexpr char PARSER_FAILED[] = "Error running Parser";
 constexpr char PARSE_FAILED[] = "Failed to parse document.";
-
-/** Ends the journey of the exception that is being handled, whatever it is. */
-void dropException();
 
 /** Does something whose failure, whatever it is, becomes a CTagException of that text. */
 template <class Action>

@@ -2,8 +2,6 @@
 
 #include "tagdata/CTagException.h"
 
-#include <memory>
-
 /**
  * Runs work and ends the journey of whatever it throws.
  * @return whether the work came to its end
@@ -13,10 +11,8 @@ bool guarded(Work&& work) {
     try {
         work();
         return true;
-    } catch (CTagException* exception) {
-        std::unique_ptr<CTagException> const owned(exception);
-        return false;
     } catch (...) {
+        dropException();
         return false;
     }
 }

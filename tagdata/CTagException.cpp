@@ -28,3 +28,13 @@ void throwTagException(CTagException::ExceptionCodes code, std::string message, 
     auto exception = std::make_unique<CTagException>(code, std::move(message), systemError);
     throw exception.release();
 }
+
+void dropException() {
+    try {
+        throw;
+    } catch (CTagException* exception) {
+        std::unique_ptr<CTagException> const dropped(exception);
+    } catch (...) {
+        return;
+    }
+}

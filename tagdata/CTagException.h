@@ -43,3 +43,6 @@ private:
 /** Makes a CTagException and throws the pointer. */
 [[noreturn]] void throwTagException(CTagException::ExceptionCodes code, std::string message,
                                     int systemError = -1);
+
+/** In a handler: ends the journey of the exception that is being handled, whatever it is. */
+void dropException();

@@ -211,10 +211,8 @@ template <class Decode>
 auto orMalformed(Decode const& decode) {
     try {
         return decode();
-    } catch (CTagException* cause) {
-        std::unique_ptr<CTagException> const dropped(cause);
     } catch (...) {
-        // Replaced below like everything else.
+        dropException();
     }
     throwTagException(CTagException::ExBadIndex, "Malformed Tag Sequence");
 }

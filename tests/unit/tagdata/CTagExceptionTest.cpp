@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <stdexcept>
 #include <type_traits>
 
 static_assert(std::has_virtual_destructor_v<CTagException>);
@@ -49,4 +51,40 @@ TEST(CTagException, TravelsAsAPointerWithoutASystemErrorByDefault) {
     EXPECT_EQ(thrown->ExCode(), CTagException::ExBadIndex);
     EXPECT_EQ(thrown->Message(), "Malformed Tag Sequence");
     EXPECT_EQ(thrown->SystemError, -1);
+}
+
+namespace {
+
+/** Tells when it is deleted. */
+class Watched : public CTagException {
+public:
+    explicit Watched(bool& deleted) : mDeleted(deleted) {}
+    ~Watched() override { mDeleted = true; }
+
+private:
+    bool& mDeleted;
+};
+
+} // namespace
+
+TEST(CTagException, IsDeletedWhereItsJourneyEnds) {
+    bool deleted = false;
+    try {
+        // By the type of the pointer that handlers know.
+        throw static_cast<CTagException*>(std::make_unique<Watched>(deleted).release());
+    } catch (...) {
+        dropException();
+    }
+    EXPECT_TRUE(deleted);
+}
+
+TEST(CTagException, EveryOtherExceptionCanBeDroppedToo) {
+    bool after = false;
+    try {
+        throw std::runtime_error("of another kind");
+    } catch (...) {
+        dropException();
+        after = true;
+    }
+    EXPECT_TRUE(after);
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "tellbus/Clock.h"
 #include "tellbus/HandOver.h"
-#include "tellbus/Mutex.h"
 
 #include <condition_variable>
 #include <optional>

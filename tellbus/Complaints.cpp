@@ -1,7 +1,7 @@
 #include "tellbus/Complaints.h"
 
+#include "platform/Mutex.h"
 #include "tellbus/Clock.h"
-#include "tellbus/Mutex.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "tellbus/Answer.h"
 #include "tellbus/Clock.h"
-#include "tellbus/Mutex.h"
 
 #include <atomic>
 #include <cassert>
@@ -16,7 +16,7 @@
 namespace tellbus {
 
 /** The role of a thread: what belongs to it needs no mutex. */
-class TELLBUS_CHECKED(capability("role")) ThreadRole {
+class THREAD_CHECKED(capability("role")) ThreadRole {
 public:
     void take() { mHolder = std::this_thread::get_id(); }
     void take(std::thread const& thread) { mHolder = thread.get_id(); }
@@ -24,7 +24,7 @@ public:
     void release() { mHolder = std::thread::id(); }
 
     bool isMine() const { return mHolder.load() == std::this_thread::get_id(); }
-    void assertMine() const TELLBUS_CHECKED(assert_capability(this)) { assert(isMine()); }
+    void assertMine() const THREAD_CHECKED(assert_capability(this)) { assert(isMine()); }
 
 private:
     std::atomic<std::thread::id> mHolder;
@@ -51,7 +51,7 @@ public:
 
     /** Whether the caller is the library's thread. */
     bool onThread() const { return mRole.isMine(); }
-    void assertOnThread() const TELLBUS_CHECKED(assert_capability(mRole)) { mRole.assertMine(); }
+    void assertOnThread() const THREAD_CHECKED(assert_capability(mRole)) { mRole.assertMine(); }
 
     /** Queues a task; tasks run in the order of their posting. Dropped if the thread has stopped.
      */

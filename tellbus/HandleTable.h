@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tellbus/Mutex.h"
+#include "platform/Mutex.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "tellbus/Message.h"
-#include "tellbus/Mutex.h"
 #include "tellbus/Outbox.h"
 #include "tellbus/Request.h"
 #include "tellbus/Service.h"

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "tellbus/EventLoop.h"
 #include "tellbus/Message.h"
-#include "tellbus/Mutex.h"
 #include "tellbus/Outbox.h"
 #include "tellbus/Subscription.h"
 

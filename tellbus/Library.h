@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "tellbus/EventLoop.h"
-#include "tellbus/Mutex.h"
 #include "tellbus/tellbus.h"
 
 #include <atomic>

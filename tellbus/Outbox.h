@@ -1,12 +1,12 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "tellbus/Answer.h"
 #include "tellbus/Backoff.h"
 #include "tellbus/BusLink.h"
 #include "tellbus/Clock.h"
 #include "tellbus/EventLoop.h"
 #include "tellbus/Message.h"
-#include "tellbus/Mutex.h"
 #include "tellbus/PendingCalls.h"
 #include "tellbus/Timer.h"
 

@@ -1,37 +1,34 @@
 #pragma once
 
-#include "tellbus/Clock.h"
-
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
 // The words by which clang sees to it that what a mutex guards is used under that mutex only
 // (-Wthread-safety). Other compilers read over them.
 #ifdef __clang__
-#define TELLBUS_CHECKED(attribute) __attribute__((attribute))
+#define THREAD_CHECKED(attribute) __attribute__((attribute))
 #else
-#define TELLBUS_CHECKED(attribute)
+#define THREAD_CHECKED(attribute)
 #endif
 
 /** Of a member: the mutex, or the role of the thread, without which nobody touches it. */
-#define GUARDED_BY(mutex) TELLBUS_CHECKED(guarded_by(mutex))
+#define GUARDED_BY(mutex) THREAD_CHECKED(guarded_by(mutex))
 /** Of an operation: its caller has these. */
-#define REQUIRES(...) TELLBUS_CHECKED(requires_capability(__VA_ARGS__))
+#define REQUIRES(...) THREAD_CHECKED(requires_capability(__VA_ARGS__))
 /** Of an operation: it takes them itself. */
-#define EXCLUDES(...) TELLBUS_CHECKED(locks_excluded(__VA_ARGS__))
+#define EXCLUDES(...) THREAD_CHECKED(locks_excluded(__VA_ARGS__))
 /** Of an operation that gives a reference to one. */
-#define RETURN_CAPABILITY(mutex) TELLBUS_CHECKED(lock_returned(mutex))
+#define RETURN_CAPABILITY(mutex) THREAD_CHECKED(lock_returned(mutex))
 
-namespace tellbus {
-
-class TELLBUS_CHECKED(capability("mutex")) Mutex {
+class THREAD_CHECKED(capability("mutex")) Mutex {
 public:
     Mutex() = default;
     Mutex(Mutex const&) = delete;
     Mutex& operator=(Mutex const&) = delete;
 
     /** Tells the check, which does not follow a std::function, that the caller holds it. */
-    void assertHeld() const TELLBUS_CHECKED(assert_capability(this)) {}
+    void assertHeld() const THREAD_CHECKED(assert_capability(this)) {}
 
 private:
     friend class MutexLock;
@@ -40,16 +37,19 @@ private:
 };
 
 /** Holds a mutex as long as it lives. */
-class TELLBUS_CHECKED(scoped_lockable) MutexLock {
+class THREAD_CHECKED(scoped_lockable) MutexLock {
 public:
-    explicit MutexLock(Mutex& mutex) TELLBUS_CHECKED(acquire_capability(mutex))
+    explicit MutexLock(Mutex& mutex) THREAD_CHECKED(acquire_capability(mutex))
         : mLock(mutex.mMutex) {}
-    ~MutexLock() TELLBUS_CHECKED(release_capability()) {}
+    ~MutexLock() THREAD_CHECKED(release_capability()) {}
     MutexLock(MutexLock const&) = delete;
     MutexLock& operator=(MutexLock const&) = delete;
 
-    /** Lets others in until the condition is notified; false if the deadline came first. */
-    bool wait(std::condition_variable& condition, TimePoint deadline) {
+    /** Lets others in until the condition is notified, or for no reason at all. */
+    void wait(std::condition_variable& condition) { condition.wait(mLock); }
+
+    /** The same; false if the deadline came first. */
+    bool wait(std::condition_variable& condition, std::chrono::steady_clock::time_point deadline) {
         return condition.wait_until(mLock, deadline) == std::cv_status::no_timeout;
     }
 
@@ -58,16 +58,14 @@ private:
 };
 
 /** Holds two mutexes, whatever the order in which others take them. */
-class TELLBUS_CHECKED(scoped_lockable) TwoMutexesLock {
+class THREAD_CHECKED(scoped_lockable) TwoMutexesLock {
 public:
-    TwoMutexesLock(Mutex& one, Mutex& other) TELLBUS_CHECKED(acquire_capability(one, other))
+    TwoMutexesLock(Mutex& one, Mutex& other) THREAD_CHECKED(acquire_capability(one, other))
         : mLock(one.mMutex, other.mMutex) {}
-    ~TwoMutexesLock() TELLBUS_CHECKED(release_capability()) {}
+    ~TwoMutexesLock() THREAD_CHECKED(release_capability()) {}
     TwoMutexesLock(TwoMutexesLock const&) = delete;
     TwoMutexesLock& operator=(TwoMutexesLock const&) = delete;
 
 private:
     std::scoped_lock<std::mutex, std::mutex> mLock;
 };
-
-} // namespace tellbus

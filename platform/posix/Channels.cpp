@@ -10,6 +10,7 @@
 //
 // Channels and connections are never destroyed, as their users expect. The table of them is not
 // destroyed either: exit() runs on one thread while others may still be sending.
+#include "platform/Mutex.h"
 #include "platform/WakeAhead.h"
 #include "platform/neutrino.h"
 #include "platform/posix/ChannelLimits.h"
@@ -21,7 +22,6 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <mutex>
 #include <optional>
 #include <queue>
 #include <sched.h>
@@ -55,7 +55,7 @@ public:
 
     bool send(int priority, _pulse const& pulse) {
         {
-            std::lock_guard<std::mutex> const lock(mMutex);
+            MutexLock const lock(mMutex);
             if (mQueue.size() == MAX_QUEUED_PULSES) {
                 return false;
             }
@@ -84,7 +84,7 @@ public:
 
 private:
     std::optional<_pulse> take() {
-        std::lock_guard<std::mutex> const lock(mMutex);
+        MutexLock const lock(mMutex);
         if (mQueue.empty()) {
             return std::nullopt;
         }
@@ -93,10 +93,10 @@ private:
         return pulse;
     }
 
-    std::mutex mMutex;
+    Mutex mMutex;
     sem_t mArrived{};
-    std::priority_queue<QueuedPulse> mQueue;
-    std::uint64_t mNumber = 0;
+    std::priority_queue<QueuedPulse> mQueue GUARDED_BY(mMutex);
+    std::uint64_t mNumber GUARDED_BY(mMutex) = 0;
     std::atomic<bool> mAsleep{false};
 };
 
@@ -109,7 +109,7 @@ public:
     }
 
     int create() {
-        std::lock_guard<std::mutex> const lock(mMutex);
+        MutexLock const lock(mMutex);
         if (mCreated == MAX_CHANNELS) {
             return failWith(EAGAIN);
         }
@@ -119,7 +119,7 @@ public:
 
     int attach(int chid, unsigned int lowest) {
         Channel* const target = channel(chid);
-        std::lock_guard<std::mutex> const lock(mMutex);
+        MutexLock const lock(mMutex);
         if (target == nullptr) {
             return failWith(ESRCH);
         }
@@ -146,8 +146,8 @@ public:
     }
 
 private:
-    std::mutex mMutex;
-    std::size_t mCreated = 0;
+    Mutex mMutex;
+    std::size_t mCreated GUARDED_BY(mMutex) = 0;
     std::array<std::atomic<Channel*>, MAX_CHANNELS> mChannels{};
     std::array<std::atomic<Channel*>, MAX_CONNECTIONS> mConnections{};
 };

@@ -71,7 +71,7 @@ MediaService::~MediaService() {
 }
 
 void MediaService::answerWith(Answer answer, std::string const& text) {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     mAnswer = answer;
     mText = text;
 }
@@ -79,7 +79,7 @@ void MediaService::answerWith(Answer answer, std::string const& text) {
 void MediaService::setDevices(Json::Value const& devices) {
     Json::Value list;
     list["devices"] = devices;
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     mList = Json::FastWriter().write(list);
 }
 
@@ -105,7 +105,7 @@ void MediaService::reply(void* requestContext, std::string const& method) {
 }
 
 void MediaService::replyToGetDevices(void* requestContext) {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     Json::Value fields;
     fields["answer"] = nameOf(mAnswer);
     mReport.line("getDevices", fields);

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "rig/ReportStream.h"
 
 #include <json/json.h>
-#include <mutex>
 #include <string>
 
 /**
@@ -54,10 +54,10 @@ private:
     void replyToGetDevices(void* requestContext);
 
     ReportStream& mReport;
-    std::mutex mMutex;
-    Answer mAnswer = Answer::List;
-    std::string mText;
-    std::string mList;
+    Mutex mMutex;
+    Answer mAnswer GUARDED_BY(mMutex) = Answer::List;
+    std::string mText GUARDED_BY(mMutex);
+    std::string mList GUARDED_BY(mMutex);
     Membership mBus;
     void* mRegistration = nullptr;
 };

@@ -23,7 +23,7 @@ ReportStream::ReportStream(int descriptor) : mDescriptor(descriptor) {}
 
 void ReportStream::line(char const* event, Json::Value fields) {
     fields["event"] = event;
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     writeWhole(mDescriptor, mWriter.write(fields));
     if (mWatcher) {
         mWatcher(fields);
@@ -31,7 +31,7 @@ void ReportStream::line(char const* event, Json::Value fields) {
 }
 
 void ReportStream::watch(Watcher watcher) {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     mWatcher = std::move(watcher);
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "platform/Mutex.h"
+
 #include <functional>
 #include <json/json.h>
-#include <mutex>
 #include <string>
 
 /**
@@ -27,7 +28,7 @@ public:
 
 private:
     int mDescriptor;
-    std::mutex mMutex;
-    Json::FastWriter mWriter;
-    Watcher mWatcher;
+    Mutex mMutex;
+    Json::FastWriter mWriter GUARDED_BY(mMutex);
+    Watcher mWatcher GUARDED_BY(mMutex);
 };

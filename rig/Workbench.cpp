@@ -51,7 +51,7 @@ Workbench::Entry const Workbench::ENTRIES[] = {
 Workbench::Workbench(ReportStream& report) : mReport(report), mMedia(report) {}
 
 std::string Workbench::perform(std::string const& line) {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     try {
         dispatch(Command(line));
         if (mDeviceWatcher) {
@@ -79,7 +79,7 @@ void Workbench::dispatch(Command const& command) {
 }
 
 void Workbench::watchDevices(DeviceWatcher watcher) {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     mDeviceWatcher = std::move(watcher);
     if (mDeviceWatcher) {
         mDeviceWatcher(describeDevices());

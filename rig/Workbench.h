@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "rig/Command.h"
 #include "rig/Ipod.h"
 #include "rig/MediaService.h"
@@ -8,7 +9,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -44,29 +44,29 @@ private:
     static Entry const ENTRIES[];
     using Slot = std::vector<std::unique_ptr<Ipod>>::iterator;
 
-    void attach(Command const& command);
-    void detach(Command const& command);
-    void list(Command const& command);
-    void setCapabilities(Command const& command);
-    void setFaults(Command const& command);
+    void attach(Command const& command) REQUIRES(mMutex);
+    void detach(Command const& command) REQUIRES(mMutex);
+    void list(Command const& command) REQUIRES(mMutex);
+    void setCapabilities(Command const& command) REQUIRES(mMutex);
+    void setFaults(Command const& command) REQUIRES(mMutex);
     void signal(Command const& command);
     void answer(Command const& command);
     void reportHelp(Command const& command);
     void quit(Command const& command);
 
-    void dispatch(Command const& command);
-    Json::Value describeDevices() const;
-    Slot find(int id);
-    Slot find(Command const& command);
-    void add(std::unique_ptr<Ipod> device);
+    void dispatch(Command const& command) REQUIRES(mMutex);
+    Json::Value describeDevices() const REQUIRES(mMutex);
+    Slot find(int id) REQUIRES(mMutex);
+    Slot find(Command const& command) REQUIRES(mMutex);
+    void add(std::unique_ptr<Ipod> device) REQUIRES(mMutex);
     static void serveInsteadOf(Ipod& former, Ipod& device);
-    void publishList();
+    void publishList() REQUIRES(mMutex);
     void emit(Device const& device, bool available);
 
     ReportStream& mReport;
     MediaService mMedia;
-    std::vector<std::unique_ptr<Ipod>> mDevices;
-    DeviceWatcher mDeviceWatcher;
-    std::mutex mMutex; ///< over all of it
+    Mutex mMutex; ///< one command at a time
+    std::vector<std::unique_ptr<Ipod>> mDevices GUARDED_BY(mMutex);
+    DeviceWatcher mDeviceWatcher GUARDED_BY(mMutex);
     std::atomic<bool> mEnded = false;
 };

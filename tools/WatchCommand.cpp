@@ -1,6 +1,7 @@
 // "watch": what happens on the bus, as it happens. Events arrive on the bus library's thread and
 // are printed there, one at a time; the command's own thread only waits for the end, which a
 // signal, the awaited event or the time-out brings.
+#include "platform/Mutex.h"
 #include "tools/CommandOptions.h"
 #include "tools/Console.h"
 #include "tools/Devices.h"
@@ -15,7 +16,6 @@
 #include <csignal>
 #include <ctime>
 #include <memory>
-#include <mutex>
 #include <pthread.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -104,7 +104,7 @@ public:
         : mOptions(options), mConsole(console), mStyle(console.colour) {}
 
     void report(Event const& event) {
-        std::lock_guard const lock(mOneAtATime);
+        MutexLock const lock(mOneAtATime);
         if (mIsReached) {
             return;
         }
@@ -136,8 +136,8 @@ private:
     WatchOptions const& mOptions;
     Console& mConsole;
     Style mStyle;
-    std::mutex mOneAtATime;
-    bool mIsReached = false;
+    Mutex mOneAtATime;
+    bool mIsReached GUARDED_BY(mOneAtATime) = false;
 };
 
 Json::Value valueOf(std::string const& data) {

@@ -1,7 +1,7 @@
 #include "rig/page/Board.h"
 
 void Board::set(std::string const& name, Json::Value const& value) {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     auto const [place, isNew] = mValues.try_emplace(name);
     if (isNew || place->second.content != value) {
         place->second = {++mLast, value};
@@ -10,7 +10,7 @@ void Board::set(std::string const& name, Json::Value const& value) {
 }
 
 void Board::append(std::string const& stream, Json::Value entry) {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     Stream& written = mStreams[stream];
     entry["n"] = Json::UInt64(++written.count);
     written.entries.emplace_back(++mLast, std::move(entry));
@@ -21,13 +21,13 @@ void Board::append(std::string const& stream, Json::Value entry) {
 }
 
 Json::Value Board::value(std::string const& name) const {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     auto const found = mValues.find(name);
     return found == mValues.end() ? Json::Value() : found->second.content;
 }
 
 Json::Value Board::since(Cursor& cursor) const {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     Json::Value news = Json::objectValue;
     for (auto const& [name, value] : mValues) {
         if (value.changed > cursor) {
@@ -46,17 +46,20 @@ Json::Value Board::since(Cursor& cursor) const {
 }
 
 bool Board::waitForNews(Cursor cursor, std::chrono::milliseconds time) const {
-    std::unique_lock<std::mutex> lock(mMutex);
-    return mNews.wait_for(lock, time, [&] { return mClosed || mLast > cursor; });
+    auto const deadline = std::chrono::steady_clock::now() + time;
+    MutexLock lock(mMutex);
+    while (!mClosed && mLast <= cursor && lock.wait(mNews, deadline)) {
+    }
+    return mClosed || mLast > cursor;
 }
 
 void Board::close() {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     mClosed = true;
     mNews.notify_all();
 }
 
 bool Board::closed() const {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     return mClosed;
 }

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "platform/Mutex.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <json/json.h>
 #include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 
@@ -56,10 +57,10 @@ private:
         std::uint64_t count = 0;
     };
 
-    mutable std::mutex mMutex;
+    mutable Mutex mMutex;
     mutable std::condition_variable mNews;
-    Cursor mLast = 0;
-    std::map<std::string, Value> mValues;
-    std::map<std::string, Stream> mStreams;
-    bool mClosed = false;
+    Cursor mLast GUARDED_BY(mMutex) = 0;
+    std::map<std::string, Value> mValues GUARDED_BY(mMutex);
+    std::map<std::string, Stream> mStreams GUARDED_BY(mMutex);
+    bool mClosed GUARDED_BY(mMutex) = false;
 };

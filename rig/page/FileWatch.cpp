@@ -66,7 +66,7 @@ FileWatch::~FileWatch() {
 }
 
 Json::Value FileWatch::rows(std::string const& list, unsigned int from, unsigned int count) const {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     Json::Value const& all = list == "record" ? mRecord : mWaiting;
     Json::Value part;
     part["total"] = all.size();
@@ -98,7 +98,7 @@ void FileWatch::readLists() {
     Json::Value record = TagFiles::record(mStorage);
     Json::Value lengths;
     {
-        std::lock_guard<std::mutex> const lock(mMutex);
+        MutexLock const lock(mMutex);
         lengths["unreadable"] = faultOf(!waiting.isNull(), !record.isNull());
         bool const newWaiting = !waiting.isNull() && waiting != mWaiting;
         bool const newRecord = !record.isNull() && record != mRecord;

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "rig/page/Board.h"
 
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -40,9 +40,9 @@ private:
     std::uint64_t mLogPosition = 0;
     std::uint64_t mLogInode = 0;
     std::string mHalfLine;
-    mutable std::mutex mMutex;
-    Json::Value mWaiting = Json::arrayValue;
-    Json::Value mRecord = Json::arrayValue;
-    unsigned int mVersion = 0;
+    mutable Mutex mMutex;
+    Json::Value mWaiting GUARDED_BY(mMutex) = Json::arrayValue;
+    Json::Value mRecord GUARDED_BY(mMutex) = Json::arrayValue;
+    unsigned int mVersion GUARDED_BY(mMutex) = 0;
     std::thread mThread;
 };

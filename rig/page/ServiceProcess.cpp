@@ -78,7 +78,7 @@ ServiceProcess::~ServiceProcess() {
 }
 
 void ServiceProcess::start() {
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     if (mPid != 0) {
         throw std::runtime_error("the service runs already");
     }
@@ -98,12 +98,14 @@ void ServiceProcess::start() {
 }
 
 void ServiceProcess::kill() {
-    std::unique_lock<std::mutex> lock(mMutex);
+    MutexLock lock(mMutex);
     if (mPid == 0) {
         throw std::runtime_error("the service does not run");
     }
     ::kill(mPid, SIGKILL);
-    mEnd.wait(lock, [this] { return mPid == 0; });
+    while (mPid != 0) {
+        lock.wait(mEnd);
+    }
 }
 
 void ServiceProcess::run(std::promise<Started>& started) {
@@ -124,7 +126,7 @@ void ServiceProcess::waitForEnd(pid_t pid) {
     while (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT) == -1
            && errno == EINTR) {
     }
-    std::lock_guard<std::mutex> const lock(mMutex);
+    MutexLock const lock(mMutex);
     int status = 0;
     waitpid(pid, &status, 0);
     mEnded = endOf(status);

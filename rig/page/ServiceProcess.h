@@ -1,10 +1,10 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "rig/page/Board.h"
 
 #include <condition_variable>
 #include <future>
-#include <mutex>
 #include <string>
 #include <sys/types.h>
 #include <thread>
@@ -39,13 +39,13 @@ private:
 
     void run(std::promise<Started>& started);
     void waitForEnd(pid_t pid);
-    void publish() const;
+    void publish() const REQUIRES(mMutex);
 
     std::vector<std::string> const mWords;
     Board& mBoard;
-    std::mutex mMutex;
+    Mutex mMutex;
     std::condition_variable mEnd;
-    pid_t mPid = 0; ///< 0 while it does not run
-    std::string mEnded;
-    std::thread mWatcher;
+    pid_t mPid GUARDED_BY(mMutex) = 0; ///< 0 while it does not run
+    std::string mEnded GUARDED_BY(mMutex);
+    std::thread mWatcher GUARDED_BY(mMutex);
 };

@@ -1,3 +1,6 @@
+// The one crossing between the threads. A record is owned by the callback that makes it until its
+// pulse is in the channel, and from then on by CTellbusEventServerBase::start(), which frees it
+// after the handler. There is no lock because nothing is ever seen from both sides.
 #include "bus/CTellbusEventListener.h"
 
 #include "bus/ArrivalBounds.h"
@@ -8,10 +11,6 @@
 #include "platform/neutrino.h"
 
 #include <cstring>
-
-// The one crossing between the threads. A record is owned by the callback that makes it until its
-// pulse is in the channel, and from then on by CTellbusEventServerBase::start(), which frees it
-// after the handler. There is no lock because nothing is ever seen from both sides.
 
 namespace {
 

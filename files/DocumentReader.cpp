@@ -1,3 +1,10 @@
+// A text goes in, records come out, and beside them the place of each and of the first fault.
+//
+// The parser calls the same handlers that the service reads its files with, each behind one that
+// first notes where the parser stands: what is told here is therefore what the service will see,
+// and not the opinion of a second reader. A Reading holds the notes of one parse and lives as long
+// as it; the records belong to the document that the caller gets. What the parser complains of
+// goes to the Reading too, since its own way would print it.
 #include "files/DocumentReader.h"
 
 #include "SaxAttributes.h"

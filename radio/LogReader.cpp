@@ -1,3 +1,10 @@
+// Lines of a log come in here; records of what is playing go to the Programme.
+//
+// The fields of one event are gathered in mEvent until a line shows that it is over, and are handed
+// out before that too when the log rests or somebody asks: a press of the button cannot wait for
+// the next song. Handing out the same event again, with more fields, is therefore usual, and the
+// Programme makes one record of it. mLastWhole is the event before, by whose fields two events are
+// told apart that lie one second from each other.
 #include "radio/LogReader.h"
 
 #include "radio/FileIdentifier.h"

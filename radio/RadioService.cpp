@@ -1,3 +1,8 @@
+// Presses of the button go through here, from a method or a key to a "tagRequest" and from its
+// reply to whoever pressed. mPresses holds those that wait, oldest first; each owns the request it
+// will answer, and leaves with its one answer: the reply of the service, the end of the service, or
+// the deadline. That is kept here, as of a call that the library gives up nobody is told. The songs
+// of a press are chosen when it comes, so that what is playing may change while it waits.
 #include "radio/RadioService.h"
 
 #include "bus/CTellbusEventTypes.h"

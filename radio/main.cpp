@@ -1,4 +1,10 @@
 // songlatch-radio: the radio side. See docs/radio.md.
+//
+// Lines of the input go through a reader into NowPlaying, which tells its changes to the bus or to
+// standard output; presses go from their sources to the service on the bus. A Radio owns all of
+// them and everything happens on the main thread, in the loop of bus/; the threads that wait for
+// input only wake it. The members are made in the order in which they are needed: signals are
+// blocked before the first thread, which then inherits that.
 #include "radio/BusLoop.h"
 #include "radio/Buttons.h"
 #include "radio/ExitStatus.h"

@@ -1,3 +1,10 @@
+// What moves through here are bytes, between the socket and the queues of libdbus.
+//
+// libdbus owns the socket and its watches, and tells here when it wants to read or write; the link
+// makes one epoll entry of the two. It is given only what epoll reports, and never blocks. Each
+// message that is read belongs to the caller until he gives it back, and libdbus does not read on
+// meanwhile: so the socket is read once for each message, and a sender that is too fast waits in
+// the bus and not in this process.
 #include "tellbus/BusLink.h"
 
 #include <algorithm>
@@ -7,14 +14,6 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <utility>
-
-// What moves through here are bytes, between the socket and the queues of libdbus.
-//
-// libdbus owns the socket and its watches, and tells here when it wants to read or write; the link
-// makes one epoll entry of the two. It is given only what epoll reports, and never blocks. Each
-// message that is read belongs to the caller until he gives it back, and libdbus does not read on
-// meanwhile: so the socket is read once for each message, and a sender that is too fast waits in
-// the bus and not in this process.
 
 namespace tellbus {
 

@@ -1,14 +1,13 @@
+// Nothing moves through here but the ends: the outbox owns the link and what waits for answers, the
+// services and subscriptions belong to those who hand out what arrives, and whoever keeps the
+// handles owns the connection. A callback may let go of the last of them while a message is being
+// handled, so the outbox is told of the connection by weak pointers only.
 #include "tellbus/Connection.h"
 
 #include "tellbus/Answer.h"
 #include "tellbus/Status.h"
 
 #include <utility>
-
-// Nothing moves through here but the ends: the outbox owns the link and what waits for answers, the
-// services and subscriptions belong to those who hand out what arrives, and whoever keeps the
-// handles owns the connection. A callback may let go of the last of them while a message is being
-// handled, so the outbox is told of the connection by weak pointers only.
 
 namespace tellbus {
 

@@ -1,3 +1,14 @@
+// What moves through here are events, from epoll to the handlers, and tasks, from any thread to the
+// library's.
+//
+// A descriptor is watched under the number of a handler and not under its address: an event that
+// epoll gave out before the handler was detached then finds nobody, where an address would find
+// what has been freed. A handler that runs is kept alive by the dispatch, so that it may detach
+// itself. Tasks are taken out all at once and the thread is woken for the first of them only,
+// since a wake-up is a system call.
+//
+// The thread owns the loop that it runs, beside everybody else, and the destructor may run on it.
+// Tasks that wait when it stops are dropped: whoever waits for one in run() is told by its end.
 #include "tellbus/EventLoop.h"
 
 #include "tellbus/Contained.h"
@@ -12,18 +23,6 @@
 #include <system_error>
 #include <unistd.h>
 #include <utility>
-
-// What moves through here are events, from epoll to the handlers, and tasks, from any thread to the
-// library's.
-//
-// A descriptor is watched under the number of a handler and not under its address: an event that
-// epoll gave out before the handler was detached then finds nobody, where an address would find
-// what has been freed. A handler that runs is kept alive by the dispatch, so that it may detach
-// itself. Tasks are taken out all at once and the thread is woken for the first of them only,
-// since a wake-up is a system call.
-//
-// The thread owns the loop that it runs, beside everybody else, and the destructor may run on it.
-// Tasks that wait when it stops are dropped: whoever waits for one in run() is told by its end.
 
 namespace tellbus {
 

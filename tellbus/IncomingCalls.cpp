@@ -1,3 +1,13 @@
+// What moves through here are calls, from the outbox to the callbacks of the services.
+//
+// A call becomes a request when a service is found for it. The request belongs to whoever was given
+// its context, until that is freed; it knows the link that it came through, so that its answer goes
+// to nobody else. What no service takes is answered here and now: Peer, Introspectable and
+// Properties, of which no object has any, and errors. A call that is wrong and wants no reply
+// leaves a line, as nobody would hear of it.
+//
+// The table of services changes under the mutex of the outbox, together with the names that the
+// bus is asked for, so that a name is given up only with its last service.
 #include "tellbus/IncomingCalls.h"
 
 #include "tellbus/Answer.h"
@@ -10,17 +20,6 @@
 #include <algorithm>
 #include <iterator>
 #include <string_view>
-
-// What moves through here are calls, from the outbox to the callbacks of the services.
-//
-// A call becomes a request when a service is found for it. The request belongs to whoever was given
-// its context, until that is freed; it knows the link that it came through, so that its answer goes
-// to nobody else. What no service takes is answered here and now: Peer, Introspectable and
-// Properties, of which no object has any, and errors. A call that is wrong and wants no reply
-// leaves a line, as nobody would hear of it.
-//
-// The table of services changes under the mutex of the outbox, together with the names that the
-// bus is asked for, so that a name is given up only with its last service.
 
 namespace tellbus {
 

@@ -1,12 +1,3 @@
-#include "tellbus/IncomingSignals.h"
-
-#include "tellbus/Complaints.h"
-#include "tellbus/Contained.h"
-#include "tellbus/HandOver.h"
-#include "tellbus/Status.h"
-
-#include <utility>
-
 // What moves through here are signals, from the outbox to the callbacks of the subscriptions.
 //
 // A subscription is shared between the caller's handle, the table here, and a signal that is being
@@ -16,6 +7,14 @@
 // The bus handles what we send in its order: it tells every change of a name's owner before it
 // tells who owns it, and that before the first signal. So the owner is known for each signal, and
 // one that comes from anybody else is dropped.
+#include "tellbus/IncomingSignals.h"
+
+#include "tellbus/Complaints.h"
+#include "tellbus/Contained.h"
+#include "tellbus/HandOver.h"
+#include "tellbus/Status.h"
+
+#include <utility>
 
 namespace tellbus {
 

@@ -1,12 +1,3 @@
-#include "tellbus/Outbox.h"
-
-#include "tellbus/Complaints.h"
-#include "tellbus/Contained.h"
-#include "tellbus/HandOver.h"
-#include "tellbus/Status.h"
-
-#include <utility>
-
 // What moves through here are messages, in two directions.
 //
 // Out: the thread that has something to say takes the mutex, libdbus gives the message its serial
@@ -23,6 +14,14 @@
 // onDisconnected() on the library thread, or in flush() on the thread that closes. The timer holds
 // the earliest moment at which a call expires or the bus is tried again, and is set only when that
 // changes, as each setting is a system call.
+#include "tellbus/Outbox.h"
+
+#include "tellbus/Complaints.h"
+#include "tellbus/Contained.h"
+#include "tellbus/HandOver.h"
+#include "tellbus/Status.h"
+
+#include <utility>
 
 namespace tellbus {
 

@@ -1,3 +1,9 @@
+// The C interface: arguments are checked here, handles looked up, and exceptions turned into
+// statuses. What lies below takes what it is given.
+//
+// What moves through here belongs to the caller and is only read. Of each handle there is one entry
+// in the tables, which owns the object together with the connection that uses it: a handle may be
+// given up on one thread while another still works with the object behind it.
 #include "tellbus/tellbus.h"
 
 #include "tellbus/Complaints.h"
@@ -13,13 +19,6 @@
 #include <string>
 #include <system_error>
 #include <utility>
-
-// The C interface: arguments are checked here, handles looked up, and exceptions turned into
-// statuses. What lies below takes what it is given.
-//
-// What moves through here belongs to the caller and is only read. Of each handle there is one entry
-// in the tables, which owns the object together with the connection that uses it: a handle may be
-// given up on one thread while another still works with the object behind it.
 
 using namespace tellbus;
 

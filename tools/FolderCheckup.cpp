@@ -1,3 +1,7 @@
+// "doctor", what is on the disk. The configuration is read once and says where the files are; they
+// are read by the service's own handlers (DocumentReader), so that what is found is what the
+// service will find. Everything ends as a finding with its cure, in the order in which a cure helps
+// the next: configuration, files, disk. Nothing is written.
 #include "files/CConfigInfo.h"
 #include "files/DocumentReader.h"
 #include "files/FileNames.h"

@@ -1,5 +1,7 @@
 // "list", "delivered", "plist" and "export": what lies in the service's files. They read the files
-// that a configuration names and need no service.
+// that a configuration names and need no service. Each run reads them once into a ServiceFiles,
+// which owns the records; what is printed comes from there, for people as a table, for programs as
+// JSON.
 #include "files/CConfigInfo.h"
 #include "files/CParseTagId.h"
 #include "tagdata/TagFields.h"

@@ -1,3 +1,7 @@
+// Why the decoder refuses a stream. The decoder itself has one answer for all that is wrong, so the
+// stream is walked again here: over the places that TagStream computes from the lengths, in the
+// order of the fields, up to the first that ends behind the stream or holds no number. It judges
+// with the decoder's own operations, and so never finds a fault where the decoder found none.
 #include "tools/StreamDiagnosis.h"
 
 #include "tagdata/HexParser.h"

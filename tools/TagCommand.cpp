@@ -1,4 +1,6 @@
-// "tag": a request from fields on the command line, or as JSON from a file or standard input.
+// "tag": a request from fields on the command line, or as JSON from a file or standard input. It is
+// looked at before it leaves, since the service ends over a value of the wrong kind, and the reply
+// becomes a sentence and an exit status. The options are made from the table of fields.
 #include "tools/CommandOptions.h"
 #include "tools/Console.h"
 #include "tools/Failures.h"

@@ -1,3 +1,7 @@
+// What is printed, letter by letter. Titles come from the radio in any script, and are to stand in
+// columns and to do no harm to a terminal. So texts are taken apart into letters here, whatever the
+// user's locale, and each is counted by the columns that it takes or replaced if it would move the
+// cursor. Nothing is kept from one text to the next.
 #include "tools/Text.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 #include <json/value.h>
 
 class CTellbusRequest;
-struct CTellbusSignal;
+class CTellbusSignal;
 
 /**
  * A way of working: how what comes from the bus is judged, and how tags are kept. There are two,

@@ -26,7 +26,6 @@
 namespace {
 
 constexpr char SPECIFY[] = "specify";
-constexpr char NO_SONG_ID[] = "0xFFFFFFFF";
 
 std::uint32_t asRecorded(int deviceId) {
     return static_cast<std::uint32_t>(deviceId);

@@ -5,17 +5,13 @@
 #include "tagdata/CAmbigTag.h"
 #include "tagdata/CLinkedList.h"
 #include "tagdata/CTag.h"
+#include "tagdata/CTagIdMgr.h"
 
 #include <memory>
 #include <string>
 #include <vector>
 
 class CMediaDevice;
-class CTagIdInfo;
-class CTagIdManager;
-
-/** The device id that names no device. */
-constexpr unsigned int NODEVICE = 0xFFFFFFFF;
 
 /**
  * The stored tags for one piece of work: loaded from the files at its start, owned here, and

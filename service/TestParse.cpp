@@ -4,14 +4,13 @@
 #include "files/XMLTools.h"
 #include "service/SampleStreams.h"
 #include "service/stdTools.h"
+#include "tagdata/CTagIdMgr.h"
 #include "tagdata/HexParser.h"
 
 #include <memory>
 #include <string>
 
 namespace {
-
-constexpr unsigned int NO_DEVICE = 4294967295U;
 
 void log(std::string const& message) {
     stdTools().Output("TestParse", message, stdTools::Message);
@@ -57,7 +56,7 @@ int TestParse() {
     for (char const* const text : sampleStreams()) {
         addSample(parser, text, stored);
     }
-    files.WriteTagXML(stored.tags.get(), NO_DEVICE);
-    files.WriteAmbigTagXML(stored.candidates.get(), NO_DEVICE);
+    files.WriteTagXML(stored.tags.get(), NODEVICE);
+    files.WriteAmbigTagXML(stored.candidates.get(), NODEVICE);
     return 0;
 }

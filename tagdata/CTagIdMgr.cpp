@@ -5,10 +5,8 @@
 
 namespace {
 
-constexpr unsigned int NO_DEVICE = 0xFFFFFFFF;
-
 bool standsForNoDevice(unsigned int id) {
-    return id == 0 || id == NO_DEVICE;
+    return id == 0 || id == NODEVICE;
 }
 
 /** A separator would make the keys of existing files other keys. */

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+/** The device id that names no device. */
+constexpr unsigned int NODEVICE = 0xFFFFFFFF;
+
 /** The identity of a tag, and when it was recorded. */
 class CTagIdInfo {
 public:

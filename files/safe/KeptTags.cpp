@@ -13,6 +13,7 @@
 #include "files/safe/XmlText.h"
 #include "service/stdTools.h"
 #include "tagdata/CTagException.h"
+#include "tagdata/CTagIdMgr.h"
 #include "tagdata/TagFields.h"
 
 #include <algorithm>
@@ -25,9 +26,6 @@
 namespace {
 
 constexpr char CRLF[] = "\r\n";
-
-/** A device that the default way of working records where none was named. */
-constexpr std::uint32_t NO_DEVICE = 0xFFFFFFFF;
 
 constexpr char DIGITS[] = "0123456789";
 
@@ -283,7 +281,7 @@ int KeptTags::loadRecord() {
     // The default way of working also records what only waits, for no device at all.
     for (auto at = mRecord.begin(); at != mRecord.end();) {
         auto& devices = at->second.devices;
-        devices.erase(std::remove(devices.begin(), devices.end(), NO_DEVICE), devices.end());
+        devices.erase(std::remove(devices.begin(), devices.end(), NODEVICE), devices.end());
         at = devices.empty() ? mRecord.erase(at) : std::next(at);
     }
     return reading.error != 0            ? reading.error

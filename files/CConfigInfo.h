@@ -6,6 +6,9 @@
 
 class CParserConfig;
 
+/** The value of "choose" that sends tags to the iPod that a request names. */
+constexpr char SPECIFY[] = "specify";
+
 /**
  * What the configuration file says, and the fixed identity that heads every property list.
  *
@@ -43,7 +46,7 @@ public:
      * "true". */
     bool multiples_enable() const;
     void multiples_enable(bool enabled);
-    /** "specify" for the iPod that a request names, anything else for all of them. */
+    /** SPECIFY for the iPod that a request names, anything else for all of them. */
     std::string multiples_choose() const;
     void multiples_choose(std::string policy);
     /** How many tags may be stored locally; 0 if the file does not say. */

@@ -5,6 +5,7 @@
 
 #include "service/Guarded.h"
 #include "service/JsonElements.h"
+#include "service/Replies.h"
 #include "service/StoredTags.h"
 #include "service/Storing.h"
 #include "service/Surroundings.h"
@@ -14,9 +15,6 @@
 namespace {
 
 constexpr char CHECKTAGSOURCE[] = "CTaggingImpl_checkTag";
-
-/** The identity that a "checkTag" without a song id looks for. */
-constexpr char NOSONGID[] = "0xFFFFFFFF";
 
 CTagIdInfo readIdentity(Json::Value const& json) {
     CTagIdInfo identity;

@@ -18,6 +18,9 @@ constexpr char LOCALSTATUS[] = "localStatus";
 constexpr char CONNECTIONSTATUS[] = "connectionStatus";
 constexpr char TRANSFERSTATUS[] = "transferStatus";
 
+/** The song id that a "checkTag" without one looks for. */
+constexpr char NOSONGID[] = "0xFFFFFFFF";
+
 /** Answer to "checkTag": the identity that was asked for, and whether the device has it. */
 struct Taggable {
     bool tagged = false;

@@ -25,8 +25,6 @@
 
 namespace {
 
-constexpr char SPECIFY[] = "specify";
-
 std::uint32_t asRecorded(int deviceId) {
     return static_cast<std::uint32_t>(deviceId);
 }

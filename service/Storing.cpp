@@ -17,9 +17,6 @@
 
 namespace {
 
-/** The value of "choose" that sends tags to the iPod named by the request. */
-constexpr char SPECIFY[] = "specify";
-
 /** A failed write that means the iPod has no room. */
 bool isNoRoom(CTagException const& failure) {
     return failure.SystemError == ENOSPC || failure.SystemError == EINVAL;

@@ -6,6 +6,7 @@
 #include "bus/JsonText.h"
 #include "files/safe/XmlText.h"
 #include "service/JsonElements.h"
+#include "service/Replies.h"
 #include "service/RequestedTag.h"
 
 #include <algorithm>
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr char NO_SONG_ID[] = "0xFFFFFFFF";
 /** A value takes about 150 bytes in memory, whatever its text. */
 constexpr std::size_t MOST_VALUES = 200000;
 
@@ -160,7 +160,7 @@ JudgedCheck judgeCheck(Json::Value const& params) {
             refuse("tagInfo");
         }
         Json::Value const& song = list[0U];
-        judged.songId = NO_SONG_ID;
+        judged.songId = NOSONGID;
         reading("Name", [&] { readIfPresent(song, "Name", judged.name); });
         reading("Artist", [&] { readIfPresent(song, "Artist", judged.artist); });
         reading("iTunesSongID", [&] { readIfPresent(song, "iTunesSongID", judged.songId); });
@@ -170,5 +170,5 @@ JudgedCheck judgeCheck(Json::Value const& params) {
 }
 
 std::tuple<std::string, std::string, std::string> JudgedCheck::identity() const {
-    return {xmlHoldable(name), xmlHoldable(artist), songId == NO_SONG_ID ? "" : songId};
+    return {xmlHoldable(name), xmlHoldable(artist), songId == NOSONGID ? "" : songId};
 }

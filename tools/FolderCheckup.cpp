@@ -49,7 +49,7 @@ std::string policyText(CConfigInfo const& config) {
     if (!config.multiples_enable()) {
         return "the first iPod that takes a tag";
     }
-    return config.multiples_choose() == "specify" ? "the iPod that a request names" : "every iPod";
+    return config.multiples_choose() == SPECIFY ? "the iPod that a request names" : "every iPod";
 }
 
 /** A tag file's finding, from the text of the file. */

@@ -8,7 +8,7 @@
 /**
  * The callbacks that are handed to the bus library.
  *
- * All of it runs on the library's threads. Each callback copies what it was given into records on
+ * All of it runs on the library's thread. Each callback copies what it was given into records on
  * the heap and posts one pulse with their address to the event server, which for a request, whose
  * parameters are parsed, it may wake ahead of the pulse; it touches nothing else.
  * A pulse that cannot be sent is reported on standard output, and the event is lost.

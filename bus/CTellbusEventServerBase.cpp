@@ -1,4 +1,4 @@
-// One thread, one queue. The bus library's threads post pulses whose value is the address of a
+// One thread, one queue. The bus library's thread posts pulses whose value is the address of a
 // CTellbusEvent; start() takes them in the order of the channel and frees event and record when the
 // handler is done, be it by an exception. Since every handler runs here, the service needs no lock.
 #include "bus/CTellbusEventServerBase.h"
@@ -187,7 +187,7 @@ void CTellbusEventServerBase::disableTellbus() {
         m_busConnection = nullptr;
     }
     TELLBUS_shutdown();
-    // Only now: until here the library's threads may have been reading them.
+    // Only now: until here the library's thread may have been reading them.
     m_cookies.clear();
 }
 

@@ -11,7 +11,7 @@ class CTellbusResult;
 class CTellbusSignal;
 
 /**
- * The main loop of the service: takes the events that the bus library's threads posted and calls
+ * The main loop of the service: takes the events that the bus library's thread posted and calls
  * the handlers, one at a time, on the thread that called start().
  *
  * A fault while setting up or in the loop prints a line on standard output and ends the process

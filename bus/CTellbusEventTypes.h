@@ -50,7 +50,8 @@ public:
     void* context = nullptr;
 };
 
-/** To whom an event goes. Used by the main thread only; the library's threads carry its address. */
+/** To whom an event goes. Used by the main thread only; the library's thread carries its address.
+ */
 class CTellbusRouterCookie {
 public:
     CTellbusRouterCookie() = default;

@@ -2,9 +2,9 @@
 //
 // libdbus owns the socket and its watches, and tells here when it wants to read or write; the link
 // makes one epoll entry of the two. It is given only what epoll reports, and never blocks. Each
-// message that is read belongs to the caller until he gives it back, and libdbus does not read on
-// meanwhile: so the socket is read once for each message, and a sender that is too fast waits in
-// the bus and not in this process.
+// message that is read belongs to the caller until next() takes it back, and libdbus does not
+// read on before that: so the socket is read once for each message, and a sender that is too fast
+// waits in the bus and not in this process.
 #include "tellbus/BusLink.h"
 
 #include <algorithm>

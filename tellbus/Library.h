@@ -19,8 +19,8 @@ public:
     static Library& instance();
 
     /**
-     * Counted: each needs its shutDown(). Waits for the thread that an shutDown() before left to a
-     * callback; fails in that callback itself, since there is one thread only.
+     * Counted: each needs its shutDown(). If a shutDown() inside a callback has left the thread to
+     * that callback, waits for its end; fails in that callback itself, as there is one thread only.
      */
     TELLBUS_tStatus initialize();
 

@@ -165,7 +165,7 @@ void Outbox::close() {
     mLoop->detach(mHandlerId);
 }
 
-// Whoever comes while another flushes waits for it: a process must not end meanwhile.
+// A second caller waits until the first has flushed: the process must not end before that.
 bool Outbox::flush(TimePoint deadline) {
     MutexLock const one(mFlushing);
     std::unique_ptr<BusLink> link;

@@ -23,13 +23,13 @@ namespace tellbus {
  * wait for their answers, the timer for both, and the one mutex.
  *
  * The mutex is held for a step that does not wait: to write one message, to read what the socket
- * holds, to look a name up. It is never held while a callback runs. Whoever has a message to send
- * writes it to the socket himself, so that it leaves at once and costs no change of threads; what
- * the socket does not take the library thread writes later. All reading and every callback is on
+ * holds, to look a name up. It is never held while a callback runs. A thread with a message to send
+ * writes it to the socket itself, so that it leaves at once and costs no change of threads; what
+ * the socket does not take, the library thread writes later. All reading and every callback is on
  * the library thread.
  *
- * Whoever sends and keeps a table of what the bus has been told does both under the mutex, so that
- * the table and the bus agree: those are the operations that require it.
+ * Code that sends, and keeps a table of what the bus has been told, does both under the mutex, so
+ * that the table and the bus agree: those are the operations that require it.
  */
 class Outbox : public std::enable_shared_from_this<Outbox> {
 public:
@@ -142,7 +142,7 @@ private:
     TimePoint mConnectedSince GUARDED_BY(mMutex);
     Backoff mBackoff GUARDED_BY(mMutex);
     PendingCalls mPending GUARDED_BY(mMutex);
-    /** Who waits in connect(). */
+    /** The caller that waits in connect(). */
     std::shared_ptr<Answer<TELLBUS_tStatus>> mConnecting GUARDED_BY(mMutex);
 };
 

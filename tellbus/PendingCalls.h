@@ -21,7 +21,7 @@ namespace tellbus {
  */
 using ReplyHandler = std::function<void(TELLBUS_tStatus status, DBusMessage* reply)>;
 
-/** The calls of one link that wait for their answers. Whoever takes a handler out has to call it.
+/** The calls of one link that wait for their answers. Code that takes a handler out has to call it.
  */
 class PendingCalls {
 public:

@@ -8,16 +8,16 @@
  *
  * THREADS. Every operation may be called from any thread. Every callback runs on the one thread of
  * the library, one at a time, with no lock held: a callback may call every operation except those
- * that wait for the bus (they say so), and holds up all other callbacks while it runs; what comes
- * meanwhile waits in the bus. Calls and signals of one thread reach the bus in the order in which
- * they were made. A message leaves while the operation that sends it runs, unless the bus is slow
- * to read.
+ * that wait for the bus (they say so), and holds up all other callbacks while it runs; what arrives
+ * during that time waits in the bus. Calls and signals of one thread reach the bus in the order in
+ * which they were made. A message leaves while the operation that sends it runs, unless the bus is
+ * slow to read.
  *
  * COOKIES are given back to the callback as they came. What one points to has to live until no
  * callback with it can follow: after its one result, its unsubscribe, its unregister or the close.
  *
  * HANDLES are opaque and never followed. A handle that is null, of another kind, given up or made
- * up is answered with TELLBUS_E_HANDLE, whatever the process did meanwhile.
+ * up is answered with TELLBUS_E_HANDLE, however long ago that was.
  *
  * WITHOUT A BUS. When the bus goes away, every call that waits fails with TELLBUS_E_DISCONNECTED,
  * every watched name that had an owner loses it, and whatever sends is answered with
@@ -257,8 +257,8 @@ TELLBUS_API TELLBUS_tStatus TELLBUS_subscribe(void* connection, char const* obje
                                               void* cookie, void** handle);
 /**
  * Is told of each change of the owner of a bus name. Works also while the bus is away; the owner
- * goes with the bus and comes back with it. Who subscribes meanwhile is told then, too, who owns
- * the name. Fails with TELLBUS_E_QUEUE_FULL as a call does.
+ * goes with the bus and comes back with it. A subscriber that came while the bus was away is
+ * then told, too, who owns the name. Fails with TELLBUS_E_QUEUE_FULL as a call does.
  */
 TELLBUS_API TELLBUS_tStatus TELLBUS_subscribeOwnerChanged(void* connection, char const* name,
                                                           TELLBUS_fNameOwnerChanged callback,

@@ -1,6 +1,6 @@
 // "doctor", what is on the bus. Each question stands by itself and ends as findings, a failure too,
-// so that one thing that is broken hides no other. Who has no bus has nothing to ask there, which
-// is said once as the finding about the bus; the others are then "not seen". Nothing is kept but
+// so that one thing that is broken hides no other. Without a bus there is nobody to ask, which is
+// said once as the finding about the bus; the others are then "not seen". Nothing is kept but
 // the service's process, and nothing is changed: even the question whether this user may mark is a
 // request without tags.
 #include "tools/BusDaemon.h"

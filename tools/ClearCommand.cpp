@@ -1,4 +1,4 @@
-// "clear": no tag waits in the unit any more. Who sits at a terminal is asked first.
+// "clear": no tag waits in the unit any more. A user at a terminal is asked first.
 #include "tools/CommandOptions.h"
 #include "tools/Console.h"
 #include "tools/Failures.h"

@@ -169,7 +169,8 @@ void check(std::string const& path) {
     std::string const folder = values->localStorage().empty() ? "./" : values->localStorage();
     requireWritable(folder);
     layDownMissing(folder);
-    // Who keeps safely mends what is damaged itself, and saves what stands before the damage.
+    // Under safe keeping the service mends a damaged file itself, and saves what stands before the
+    // damage.
     if (!safe) {
         mendCandidates(tools, folder + "AmbigTag.xml");
     }

@@ -2,10 +2,15 @@
 
 #include "tagdata/CTagException.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <fcntl.h>
 #include <iostream>
+#include <limits>
+#include <optional>
 #include <sstream>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -37,22 +42,25 @@ void appendToLogFile(std::string const& text) {
     close(fd);
 }
 
-template <class Number>
-Number extract(std::string const& text, char const* kind) {
-    Number value{};
-    std::istringstream stream(text);
-    stream >> value;
-    if (stream.fail()) {
-        throwTagException(CTagException::ExConversion, "Error casting \"" + text + "\" to " + kind);
-    }
-    return value;
+[[noreturn]] void failConversion(std::string const& text, char const* kind) {
+    throwTagException(CTagException::ExConversion, "Error casting \"" + text + "\" to " + kind);
 }
 
-template <class Number>
-std::string print(Number value) {
-    std::ostringstream stream;
-    stream << value;
-    return stream.str();
+/** A whole number of at most 32 bits: its sign and what stands behind it. */
+struct WholeNumber {
+    bool negative;
+    std::uint32_t magnitude;
+};
+
+/** What an input stream reads as a decimal number; nothing where it fails. */
+std::optional<WholeNumber> readWholeNumber(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    bool const isSigned = !text.empty() && (text.front() == '-' || text.front() == '+');
+    WholeNumber number{isSigned && text.front() == '-', 0};
+    text.remove_prefix(isSigned ? 1 : 0);
+    auto const [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), number.magnitude);
+    return error == std::errc() ? std::optional(number) : std::nullopt;
 }
 
 } // namespace
@@ -81,33 +89,49 @@ bool stdTools::parseBool(std::string const& text) {
 }
 
 int stdTools::parseInt(std::string const& text) {
-    return extract<int>(text, "integer");
+    std::optional<WholeNumber> const number = readWholeNumber(text);
+    constexpr std::uint32_t LARGEST = std::numeric_limits<std::int32_t>::max();
+    if (!number || number->magnitude > LARGEST + (number->negative ? 1 : 0)) {
+        failConversion(text, "integer");
+    }
+    return static_cast<int>(number->negative ? 0 - number->magnitude : number->magnitude);
 }
 
 unsigned long stdTools::parseULong(std::string const& text) {
     // Not unsigned long: the values go to 32-bit fields, and a 64-bit build must refuse the same
     // texts as a 32-bit one. Test: StdTools.ParseULongHasThe32BitRangeOnEveryMachine.
-    return extract<std::uint32_t>(text, "unsigned long");
+    std::optional<WholeNumber> const number = readWholeNumber(text);
+    if (!number) {
+        failConversion(text, "unsigned long");
+    }
+    return number->negative ? 0 - number->magnitude : number->magnitude;
 }
 
 float stdTools::parseFloat(std::string const& text) {
-    return extract<float>(text, "float");
+    float value = 0;
+    std::istringstream stream(text);
+    if (!(stream >> value)) {
+        failConversion(text, "float");
+    }
+    return value;
 }
 
 std::string stdTools::toString(bool value) {
     return value ? "true" : "false";
 }
 std::string stdTools::toString(int value) {
-    return print(value);
+    return std::to_string(value);
 }
 std::string stdTools::toString(unsigned int value) {
-    return print(value);
+    return std::to_string(value);
 }
 std::string stdTools::toString(unsigned long value) {
-    return print(value);
+    return std::to_string(value);
 }
 std::string stdTools::toString(double value) {
-    return print(value);
+    std::ostringstream stream;
+    stream << value;
+    return stream.str();
 }
 std::string stdTools::toString(char const* text) {
     return text;

@@ -1,36 +1,8 @@
 #include "tagdata/CTag.h"
 
-#include <array>
-#include <string_view>
+#include "HtmlText.h"
+
 #include <utility>
-
-namespace {
-
-constexpr std::array<std::string_view, 5> NAMED_ENTITIES = {"&amp;", "&lt;", "&gt;", "&quot;",
-                                                            "&apos;"};
-
-bool beginsEntity(std::string_view rest) {
-    for (std::string_view const entity : NAMED_ENTITIES) {
-        if (rest.substr(0, entity.size()) == entity) {
-            return true;
-        }
-    }
-    return false;
-}
-
-/** Gives the entity for the first occurrence of a character and the bare character from then on. */
-class FirstOnly {
-public:
-    FirstOnly(char const* bare, char const* entity) : mBare(bare), mNext(entity) {}
-
-    std::string_view take() { return std::exchange(mNext, mBare); }
-
-private:
-    std::string_view mBare;
-    std::string_view mNext;
-};
-
-} // namespace
 
 CTag::CTag(CTag* other, bool flag) : CTag(*other) {
     mFlag = flag;
@@ -104,33 +76,8 @@ void CTag::NewTagFlag(bool value) {
 }
 
 std::string CTag::HTMLEncode(std::string text) {
-    // Only the first quote and the first apostrophe: the stored files and the tag files on the
-    // iPods are defined by it. Test: CTagHTMLEncode.OnlyTheFirstDoubleQuoteIsEncoded.
-    FirstOnly quote("\"", "&quot;");
-    FirstOnly apostrophe("'", "&apos;");
-    std::string_view const all = text;
     std::string encoded;
     encoded.reserve(text.size());
-    for (std::size_t at = 0; at < all.size(); ++at) {
-        switch (all[at]) {
-        case '&':
-            encoded += beginsEntity(all.substr(at)) ? "&" : "&amp;";
-            break;
-        case '<':
-            encoded += "&lt;";
-            break;
-        case '>':
-            encoded += "&gt;";
-            break;
-        case '"':
-            encoded += quote.take();
-            break;
-        case '\'':
-            encoded += apostrophe.take();
-            break;
-        default:
-            encoded += all[at];
-        }
-    }
+    appendEncoded(encoded, text);
     return encoded;
 }

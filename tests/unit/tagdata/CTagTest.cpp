@@ -5,9 +5,12 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <limits>
 #include <memory>
+#include <random>
 #include <type_traits>
+#include <utility>
 
 using testing::ElementsAre;
 
@@ -163,6 +166,39 @@ TEST(CAmbigTag, IsDeletedWholeThroughItsBase) {
     EXPECT_EQ(base->Name(), "long enough that the text lies on the heap");
 }
 
+namespace {
+
+void replaceAt(std::string& text, std::size_t at, char const* entity) {
+    text.replace(at, 1, entity);
+}
+
+/** The encoding one kind of character after the other, each in the text that the last one left. */
+std::string encodedInPasses(std::string text) {
+    for (std::size_t at = text.find('&'); at != std::string::npos; at = text.find('&', at + 1)) {
+        bool entity = false;
+        for (std::string const known : {"&amp;", "&lt;", "&gt;", "&quot;", "&apos;"}) {
+            entity = entity || text.compare(at, known.size(), known) == 0;
+        }
+        if (!entity) {
+            replaceAt(text, at, "&amp;");
+        }
+    }
+    for (auto const& [bare, encoded] : {std::pair{'<', "&lt;"}, std::pair{'>', "&gt;"}}) {
+        for (std::size_t at = text.find(bare); at != std::string::npos; at = text.find(bare)) {
+            replaceAt(text, at, encoded);
+        }
+    }
+    for (auto const& [bare, encoded] : {std::pair{'"', "&quot;"}, std::pair{'\'', "&apos;"}}) {
+        std::size_t const first = text.find(bare);
+        if (first != std::string::npos) {
+            replaceAt(text, first, encoded);
+        }
+    }
+    return text;
+}
+
+} // namespace
+
 struct Encoding {
     char const* text;
     char const* encoded;
@@ -203,6 +239,20 @@ TEST(CTagHTMLEncode, ASecondRunEncodesTheNextQuoteAndTheNextApostropheOnly) {
 
     EXPECT_EQ(once, R"(&lt;&apos;&quot;&amp;'"'"&gt;)");
     EXPECT_EQ(CTag::HTMLEncode(once), R"(&lt;&apos;&quot;&amp;&apos;&quot;'"&gt;)");
+}
+
+TEST(CTagHTMLEncode, EveryTextIsEncodedAsByFivePassesOneAfterTheOther) {
+    std::mt19937 random(1); // NOLINT: the same texts in each run
+    constexpr std::array<char const*, 20> PIECES = {
+        "&", "<",    ">",  "\"",    "'",    "&amp;", "&lt;", "&gt;", "&quot;",   "&apos;",
+        ";", "amp;", "lt", "quot;", "apos", "gt;",   "a",    " ",    "\xC3\xA9", "#39;"};
+    for (int round = 0; round < 20000; ++round) {
+        std::string text;
+        for (auto pieces = random() % 10; pieces > 0; --pieces) {
+            text += PIECES[random() % PIECES.size()];
+        }
+        ASSERT_EQ(CTag::HTMLEncode(text), encodedInPasses(text)) << text;
+    }
 }
 
 TEST(CTagHTMLEncode, TextsWithZeroBytesAreKeptWhole) {

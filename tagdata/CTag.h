@@ -90,6 +90,8 @@ public:
     std::string toAppleXML() const;
 
 private:
+    friend struct TagFieldTable;
+
     std::string mName;
     std::string mArtist;
     std::string mAlbum;

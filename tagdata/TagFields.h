@@ -4,6 +4,7 @@
 
 #include <array>
 #include <string>
+#include <string_view>
 
 /**
  * One field of a tag as the files know it. The name is the attribute's in the local files and the
@@ -12,12 +13,13 @@
 struct TagField {
     char const* name;
     char const* element; ///< what holds the value in a property list
-    bool encoded;        ///< whether the value passes through CTag::HTMLEncode on its way out
 
     /** The value as text, not encoded. */
     std::string (*text)(CTag const& tag);
+    /** Appends the value as the files hold it: encoded if the field is. */
+    void (*append)(std::string& text, CTag const& tag);
     /** Stores what text() gave. @throws CTagException* with ExConversion if a number is none */
-    void (*assign)(CTag& tag, std::string const& value);
+    void (*assign)(CTag& tag, std::string value);
     /** Whether the value is worth a key in a property list. */
     bool (*isPresent)(CTag const& tag);
 };
@@ -31,4 +33,4 @@ constexpr std::size_t TAG_FIELD_COUNT = 14;
 std::array<TagField, TAG_FIELD_COUNT> const& tagFields();
 
 /** The field of that name, null if there is none. */
-TagField const* findTagField(std::string const& name);
+TagField const* findTagField(std::string_view name);

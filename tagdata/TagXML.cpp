@@ -8,38 +8,55 @@ namespace {
 
 constexpr char CRLF[] = "\r\n";
 
-std::string valueOf(TagField const& field, CTag const& tag) {
-    return field.encoded ? CTag::HTMLEncode(field.text(tag)) : field.text(tag);
+/** Most records fit; a longer one grows. */
+constexpr std::size_t USUAL_LENGTH = 1024;
+
+void beginAttribute(std::string& line, char const* name) {
+    line += ' ';
+    line += name;
+    line += "=\"";
 }
 
-std::string attribute(char const* name, std::string const& value) {
-    return std::string(" ") + name + "=\"" + value + "\"";
-}
-
-/** @param opening element name and what stands before the common attributes */
-std::string recordLine(std::string const& opening, CTag const& tag) {
-    std::string line = "<" + opening;
+/** What stands behind the element's name and the attributes before the common ones. */
+void appendFields(std::string& line, CTag const& tag) {
     for (TagField const& field : tagFields()) {
-        line += attribute(field.name, valueOf(field, tag));
+        beginAttribute(line, field.name);
+        field.append(line, tag);
+        line += '"';
     }
-    return line + "/>\n";
+    line += "/>\n";
 }
 
-std::string entry(std::string const& name, std::string const& element, std::string const& value) {
-    return "<key>" + name + "</key>" + CRLF + "<" + element + ">" + value + "</" + element + ">"
-           + CRLF;
+void beginEntry(std::string& text, char const* name, char const* element) {
+    text.append("<key>").append(name).append("</key>").append(CRLF);
+    text.append("<").append(element).append(">");
+}
+
+void endEntry(std::string& text, char const* element) {
+    text.append("</").append(element).append(">").append(CRLF);
+}
+
+void appendNumber(std::string& text, char const* name, int value) {
+    constexpr char INTEGER[] = "integer";
+    beginEntry(text, name, INTEGER);
+    text += stdTools::toString(value);
+    endEntry(text, INTEGER);
 }
 
 std::string dictionary(bool isAmbiguous, int button, CTag const& tag) {
-    std::string text = std::string("<dict>") + CRLF;
-    text += entry("AmbiguousTag", "integer", isAmbiguous ? "1" : "0");
-    text += entry(BUTTON_PRESSED, "integer", stdTools::toString(button));
+    std::string text;
+    text.reserve(USUAL_LENGTH);
+    text.append("<dict>").append(CRLF);
+    appendNumber(text, "AmbiguousTag", isAmbiguous ? 1 : 0);
+    appendNumber(text, BUTTON_PRESSED, button);
     for (TagField const& field : tagFields()) {
         if (field.isPresent(tag)) {
-            text += entry(field.name, field.element, valueOf(field, tag));
+            beginEntry(text, field.name, field.element);
+            field.append(text, tag);
+            endEntry(text, field.element);
         }
     }
-    return text + "</dict>" + CRLF;
+    return text.append("</dict>").append(CRLF);
 }
 
 /** A single tag has no button of its own; iTunes wants one all the same. */
@@ -48,12 +65,21 @@ constexpr int BUTTON_OF_A_SINGLE_TAG = 1;
 } // namespace
 
 std::string CTag::toXML() const {
-    return recordLine("Tag", *this);
+    std::string line;
+    line.reserve(USUAL_LENGTH);
+    line += "<Tag";
+    appendFields(line, *this);
+    return line;
 }
 
 std::string CAmbigTag::toXML() const {
-    return recordLine("AmbigTag" + attribute(BUTTON_PRESSED, stdTools::toString(mButtonPressed)),
-                      *this);
+    std::string line;
+    line.reserve(USUAL_LENGTH);
+    line += "<AmbigTag";
+    beginAttribute(line, BUTTON_PRESSED);
+    line += stdTools::toString(mButtonPressed) + "\"";
+    appendFields(line, *this);
+    return line;
 }
 
 std::string CTag::toAppleXML() const {

@@ -4,8 +4,8 @@
 // piece of work which had read the file before writes the song back: then the removal begins anew.
 #include "tools/CommandOptions.h"
 #include "tools/Console.h"
-#include "tools/ExchangedFile.h"
 #include "tools/Failures.h"
+#include "tools/HeldFile.h"
 #include "tools/ServiceFiles.h"
 #include "tools/ServiceLink.h"
 #include "tools/Text.h"
@@ -185,17 +185,19 @@ std::string without(std::string const& text, std::string const& record,
 template <class Tag>
 void removeRecords(std::string const& path, std::vector<std::string> const& removed,
                    TagDocument<Tag> (*read)(std::string const& text), Quiet const& quiet) {
-    ExchangedFile file(path, [&quiet] { quiet(); });
-    for (int attempt = 0; attempt < MOST_ATTEMPTS; ++attempt) {
-        std::string const text = settled([&file] { return file.read(); }, {path}, quiet);
-        std::string rest = text;
+    HeldFile file(path, [&quiet] { quiet(); });
+    auto const rest = [&](std::string text) {
         for (std::string const& record : removed) {
-            rest = without(rest, record, read);
+            text = without(text, record, read);
         }
-        if (rest == text) {
+        return text;
+    };
+    for (int attempt = 0; attempt < MOST_ATTEMPTS; ++attempt) {
+        file.change(rest);
+        std::string const text = settled([&file] { return file.read(); }, {path}, quiet);
+        if (rest(text) == text) {
             return;
         }
-        file.replace(text, rest);
     }
     throw Failure("the service wrote " + path + " anew each of " + std::to_string(MOST_ATTEMPTS)
                   + " times; try again when it is less busy");

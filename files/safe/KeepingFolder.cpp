@@ -76,6 +76,16 @@ std::string stamp() {
     return text;
 }
 
+/** A name that is no file's, as a FIFO's, keeps nobody waiting. */
+int openWithoutWaiting(std::string const& path) {
+    return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+}
+
+bool isRegular(std::string const& path) {
+    struct stat file {};
+    return stat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode);
+}
+
 bool exists(std::string const& path) {
     struct stat ignored {};
     return lstat(path.c_str(), &ignored) == 0;
@@ -216,7 +226,11 @@ int KeepingFolder::replaceAll(std::vector<Change> const& changes) {
 
 KeepingFolder::Content KeepingFolder::open(std::string const& name) const {
     Content content;
-    content.fd = ::open(at(name).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    content.fd = openWithoutWaiting(at(name));
+    if (content.fd == -1 && errno == EWOULDBLOCK && isRegular(at(name))) {
+        // Somebody changes the file under a lease, which the system ends soon if they do not.
+        content.fd = ::open(at(name).c_str(), O_RDONLY | O_CLOEXEC);
+    }
     if (content.fd == -1) {
         content.missing = errno == ENOENT;
         content.unusable = errno == EACCES || errno == ELOOP || errno == ENXIO || errno == EPERM;

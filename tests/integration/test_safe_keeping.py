@@ -1,15 +1,19 @@
 """Safe keeping, in the real program: what is kept, what is refused, and what stays untouched."""
 
 import errno
+import fcntl
 import json
 import os
 import random
 import signal
+import subprocess
+import threading
 
 import expected
 from harness import STATUS, CarTest, connected, local, main, song, transfer
-from car import tagfiles
+from car import calls, tagfiles
 from car.car import Car, Service
+from car.programs import DEADLINE
 
 SAFE = '  <safeKeeping enabled="true"/>\n'
 REFUSED = STATUS["ERROR"]
@@ -254,6 +258,23 @@ class Files(SafeTest):
         self.car.tag(song(1))
         self.assertEqual(self.stored(), ["Song 1"])
         self.assertEqual((len(self.aside("Tags.xml")), len(self.aside("AmbigTag.xml"))), (1, 1))
+
+    def test_who_holds_a_file_with_a_lease_is_waited_for(self):
+        self.start()
+        self.assertEqual(self.car.tag(song(1))[0], STATUS["STORED_LOCAL"])
+        waited = threading.Event()
+        before = signal.signal(signal.SIGIO, lambda *_: waited.set())
+        self.addCleanup(signal.signal, signal.SIGIO, before)
+        with open(self.folder.tags, "r+b") as held:
+            fcntl.fcntl(held, fcntl.F_SETLEASE, fcntl.F_WRLCK)
+            request = subprocess.Popen(
+                calls.busctl_command("tagRequest", "s", json.dumps({"tags": [song(2)]})),
+                env=calls.environment(self.car.bus), stdout=subprocess.PIPE)
+            self.assertTrue(waited.wait(DEADLINE))
+            held.write(expected.tag_file([song(3)]))
+            held.truncate()
+        self.assertIn(b"STORED_LOCAL", request.communicate(timeout=DEADLINE)[0])
+        self.assert_stored([song(3), song(2)])
 
     def test_200_mib_of_nothing(self):
         with open(self.folder.tags, "wb") as file:

@@ -1,11 +1,12 @@
 """What the service costs over a long time: memory, and rest."""
 
 import json
-import os
+import pathlib
+import time
 import unittest
 
 from harness import SANITIZED, CarTest, main, song
-from car.programs import Program, binary
+from car.programs import DEADLINE, Program, binary
 
 TOTAL = 4000 if SANITIZED else 100000
 SETTLED = 1000 if SANITIZED else 20000
@@ -73,18 +74,27 @@ class Memory(CarTest):
 class Idle(CarTest):
     """A service that nobody asks for anything."""
 
+    def of_threads(self, name):
+        """What the system says of each of its threads."""
+        tasks = pathlib.Path(f"/proc/{self.car.service.pid}/task")
+        return [(task / name).read_text(encoding="ascii") for task in tasks.iterdir()]
+
+    def wait_until_all_sleep(self):
+        """The place in the kernel where a thread sleeps is told once it has left the processor."""
+        end = time.monotonic() + DEADLINE
+        while "0" in self.of_threads("wchan"):
+            self.assertLess(time.monotonic(), end, "a thread runs on")
+            time.sleep(0.01)
+
     def switches(self):
         """How often any of its threads has run."""
-        count = 0
-        for thread in os.listdir(f"/proc/{self.car.service.pid}/task"):
-            with open(f"/proc/{self.car.service.pid}/task/{thread}/status",
-                      encoding="ascii") as status:
-                count += sum(int(line.split()[1]) for line in status if "ctxt_switches" in line)
-        return count
+        return sum(int(line.split()[1]) for status in self.of_threads("status")
+                   for line in status.splitlines() if "ctxt_switches" in line)
 
     @unittest.skipIf(SANITIZED, "a sanitizer has a thread of its own that wakes")
     def test_it_never_wakes(self):
         self.car.tag(song(1))
+        self.wait_until_all_sleep()
         before = self.switches()
         # Not a wait for anything to happen, but the time in which nothing may.
         self.car.service.program.expect_running_for(IDLE_SECONDS)

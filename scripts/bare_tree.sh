@@ -11,7 +11,9 @@ Runs the command in a bare Debian of that suite (bookworm, trixie, sid) and of t
 architecture or the one given, as in: scripts/bare_tree.sh trixie/i386 scripts/demo.sh
 The repository is the current folder there. Only its build/ can be written to, and is the tree's own.
 
-The tree stays in build/on/, so that a second run installs and rebuilds nothing. All mounts and
+The tree stays in build/on/ or the folder that SONGLATCH_TREES names, which clones may share one after the
+other, so that a second run installs and rebuilds nothing. Where the build goes by way of ccache here
+(CMAKE_CXX_COMPILER_LAUNCHER), so it does there, with a cache of the tree's own. All mounts and
 processes live in namespaces of their own and are gone when the command has ended, however it did.
 Needs root or sudo; debootstrap is installed where it is missing.
 
@@ -64,11 +66,18 @@ enter_tree() {
     mount -t tmpfs tmpfs "$root/dev/shm"
     mount -t tmpfs tmpfs "$root/tmp"
     cp -L /etc/resolv.conf "$root/etc/resolv.conf"
+    local launcher=()
+    if [ "${CMAKE_CXX_COMPILER_LAUNCHER:-}" = ccache ]; then
+        mkdir -p "$home/ccache" "$root/ccache"
+        mount --bind "$home/ccache" "$root/ccache"
+        launcher=(CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_DIR=/ccache
+            CCACHE_MAXSIZE=2G)
+    fi
     # The shell stays, as the first process has to reap the orphans.
     local status=0
     setarch "$(machine_of "$architecture")" env -i HOME=/root TERM="${TERM:-dumb}" \
         PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-        ${http_proxy:+http_proxy="$http_proxy"} \
+        ${http_proxy:+http_proxy="$http_proxy"} "${launcher[@]}" \
         chroot "$root" sh -c 'cd /songlatch && exec "$@"' sh "$@" || status=$?
     return "$status"
 }
@@ -82,10 +91,12 @@ run_in_tree() {
     architecture=$(dpkg --print-architecture)
     [[ $1 != */* ]] || architecture=${1#*/}
     shift 2
-    local home=$repository/build/on/$suite-$architecture
+    local trees=${SONGLATCH_TREES:-$repository/build/on} home
     ensure_packages tree
     as_root "${namespaces[@]}" true || fail "needs a machine on which root may make namespaces"
-    mkdir -p "$repository/build/on"
+    mkdir -p "$trees" "$repository/build"
+    trees=$(cd "$trees" && pwd)
+    home=$trees/$suite-$architecture
     exec 9>"$home.lock"
     flock -n 9 || {
         echo "Waiting for another run on $suite/$architecture"
@@ -94,7 +105,8 @@ run_in_tree() {
     if [ -n "$fresh" ] || [ ! -d "$home/root" ]; then
         as_root "$repository/scripts/bare_tree.sh" --make "$home" "$suite" "$architecture"
     fi
-    as_root "${namespaces[@]}" "$repository/scripts/bare_tree.sh" --enter "$home" "$architecture" "$@"
+    as_root env ${CMAKE_CXX_COMPILER_LAUNCHER:+CMAKE_CXX_COMPILER_LAUNCHER="$CMAKE_CXX_COMPILER_LAUNCHER"} \
+        "${namespaces[@]}" "$repository/scripts/bare_tree.sh" --enter "$home" "$architecture" "$@"
 }
 
 fresh=

@@ -66,6 +66,7 @@ ensure_packages() {
 build_preset() {
     local preset=$1
     shift
+    [ "${CMAKE_CXX_COMPILER_LAUNCHER:-}" != ccache ] || ensure_packages ccache
     if [ ! -f "$repository/build/$preset/build.ninja" ]; then
         (cd "$repository" && cmake --preset "$preset" --log-level=NOTICE)
     fi

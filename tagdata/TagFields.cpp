@@ -3,6 +3,7 @@
 #include "HtmlText.h"
 #include "service/stdTools.h"
 
+#include <cstring>
 #include <utility>
 
 namespace {
@@ -81,4 +82,14 @@ TagField const* findTagField(std::string_view name) {
         }
     }
     return nullptr;
+}
+
+TagField const* TagFieldFinder::find(char const* name) {
+    TagField const* const expected = &tagFields()[mNext];
+    TagField const* const found =
+        std::strcmp(name, expected->name) == 0 ? expected : findTagField(name);
+    if (found != nullptr) {
+        mNext = static_cast<std::size_t>(found + 1 - tagFields().data()) % TAG_FIELD_COUNT;
+    }
+    return found;
 }

@@ -34,3 +34,13 @@ std::array<TagField, TAG_FIELD_COUNT> const& tagFields();
 
 /** The field of that name, null if there is none. */
 TagField const* findTagField(std::string_view name);
+
+/** Finds one field after the other, soonest in the order in which the files hold them. */
+class TagFieldFinder {
+public:
+    /** As findTagField. */
+    TagField const* find(char const* name);
+
+private:
+    std::size_t mNext = 0; ///< the index of the field that most likely comes next
+};

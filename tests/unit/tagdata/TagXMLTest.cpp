@@ -147,6 +147,20 @@ TEST(TagFields, AreFoundByTheirExactName) {
     EXPECT_EQ(findTagField(""), nullptr);
 }
 
+TEST(TagFields, AreFoundOneAfterTheOtherInAnyOrder) {
+    std::vector<char const*> names = {"ButtonPressed", "", "name"};
+    for (TagField const& field : tagFields()) {
+        names.push_back(field.name);
+    }
+    TagFieldFinder fields;
+    for (char const* const before : names) {
+        for (char const* const name : names) {
+            fields.find(before);
+            EXPECT_EQ(fields.find(name), findTagField(name)) << before << ' ' << name;
+        }
+    }
+}
+
 TEST(TagFields, ANumberFieldRefusesTextThatIsNoNumber) {
     CTag tag;
     for (char const* const name : {"ProgramNumber", "iTunesStorefrontID"}) {

@@ -67,13 +67,10 @@ void CParseTagId::startElementNs(void* ctx, unsigned char const* localname,
     if (!isElement(localname, "TagId")) {
         return;
     }
-    auto& manager = *static_cast<CTagIdManager*>(ctx);
-    CTagIdInfo const info = identityOf(SaxAttributes(attributes, nb_attributes));
     // A repeated entry does not become current: its devices go to the entry before it.
     // Test: CParseTagIdFile.DevicesOfARepeatedEntryGoToTheEntryBeforeIt.
-    if (manager.findTagBlockByTagIdInfo(info) == nullptr) {
-        manager.addTagBlockByTagId(info);
-    }
+    static_cast<CTagIdManager*>(ctx)->addTagBlockIfNew(
+        identityOf(SaxAttributes(attributes, nb_attributes)));
 }
 
 void CParseTagId::endElementNs(void* /*ctx*/, unsigned char const* /*localname*/,

@@ -11,7 +11,18 @@ bool standsForNoDevice(unsigned int id) {
 
 /** A separator would make the keys of existing files other keys. */
 std::string keyOf(CTagIdInfo const& info) {
-    return info.Name + info.Artist + info.iTunesSongID;
+    std::string key;
+    key.reserve(info.Name.size() + info.Artist.size() + info.iTunesSongID.size());
+    return key.append(info.Name).append(info.Artist).append(info.iTunesSongID);
+}
+
+void addDevice(CTagIdBlock*& slot, CTagIdInfo const& info, unsigned int id) {
+    if (slot == nullptr) {
+        slot = std::make_unique<CTagIdBlock>(info).release();
+    }
+    if (!slot->isDeviceExisted(id)) {
+        slot->addDeviceId2Array(id);
+    }
 }
 
 } // namespace
@@ -21,6 +32,7 @@ CTagIdInfo::CTagIdInfo(std::string name, std::string artist, std::string songId,
       Time(std::move(time)) {}
 
 CTagIdBlock::CTagIdBlock(CTagIdInfo const& info) : mInfo(info) {}
+CTagIdBlock::CTagIdBlock(CTagIdInfo&& info) : mInfo(std::move(info)) {}
 
 bool CTagIdBlock::isDeviceExisted(unsigned int id) const {
     return std::find(mDeviceIds.begin(), mDeviceIds.end(), id) != mDeviceIds.end();
@@ -60,10 +72,15 @@ CTagIdManager::~CTagIdManager() {
     cleanupTagIdManager();
 }
 
+/** The files are written in the order of the keys, so the end is where a new entry belongs. */
+CTagIdBlock*& CTagIdManager::slotOf(CTagIdInfo const& info) {
+    return mBlocks.try_emplace(mBlocks.end(), keyOf(info), nullptr)->second;
+}
+
 CTagIdBlock* CTagIdManager::findTagBlockByTagIdInfo(CTagIdInfo const& info) {
-    // The subscript inserts what is missing; what the file writer meets depends on it.
+    // The slot of what is missing is made; what the file writer meets depends on it.
     // Test: CTagIdManager.AMissLeavesAnEntryWithoutABlock.
-    return mBlocks[keyOf(info)];
+    return slotOf(info);
 }
 
 bool CTagIdManager::isTagIdExist(CTagIdInfo const& info, unsigned int deviceId) {
@@ -72,40 +89,37 @@ bool CTagIdManager::isTagIdExist(CTagIdInfo const& info, unsigned int deviceId) 
 }
 
 void CTagIdManager::addNewTagBlock(CTagIdBlock const* block) {
-    mBlocks[keyOf(block->tagIdInfo())] = const_cast<CTagIdBlock*>(block);
+    slotOf(block->tagIdInfo()) = const_cast<CTagIdBlock*>(block);
 }
 
-CTagIdBlock* CTagIdManager::file(std::unique_ptr<CTagIdBlock> block) {
-    CTagIdBlock*& slot = mBlocks[keyOf(block->tagIdInfo())];
+void CTagIdManager::makeCurrent(CTagIdBlock*& slot, std::unique_ptr<CTagIdBlock> block) {
     slot = block.release();
-    return slot;
+    mCurrentBlock = slot;
+    mCurrentSlot = &slot;
 }
 
 void CTagIdManager::addTagBlockByTagId(CTagIdInfo const& info) {
-    mCurrentBlock = file(std::make_unique<CTagIdBlock>(info));
+    makeCurrent(slotOf(info), std::make_unique<CTagIdBlock>(info));
+}
+
+void CTagIdManager::addTagBlockIfNew(CTagIdInfo&& info) {
+    CTagIdBlock*& slot = slotOf(info);
+    if (slot == nullptr) {
+        makeCurrent(slot, std::make_unique<CTagIdBlock>(std::move(info)));
+    }
 }
 
 void CTagIdManager::addDeviceId2TagBlock(CTagIdInfo const& info, unsigned int deviceId) {
-    CTagIdBlock* const block = findTagBlockByTagIdInfo(info);
-    if (block == nullptr) {
-        auto made = std::make_unique<CTagIdBlock>(info);
-        made->addDeviceId2Array(deviceId);
-        file(std::move(made));
-    } else if (!block->isDeviceExisted(deviceId)) {
-        block->addDeviceId2Array(deviceId);
-    }
+    addDevice(slotOf(info), info, deviceId);
 }
 
 void CTagIdManager::addDeviceIds2TagBlock(CTagIdInfo const& info,
                                           std::vector<unsigned int>& deviceIds) {
-    CTagIdBlock* const block = findTagBlockByTagIdInfo(info);
-    if (block == nullptr) {
-        auto made = std::make_unique<CTagIdBlock>(info);
-        made->addDeviceIds(deviceIds);
-        file(std::move(made));
-    } else {
-        block->addDeviceIds(deviceIds);
+    CTagIdBlock*& slot = slotOf(info);
+    if (slot == nullptr) {
+        slot = std::make_unique<CTagIdBlock>(info).release();
     }
+    slot->addDeviceIds(deviceIds);
 }
 
 void CTagIdManager::addNewTagIdInfo(CTagIdInfo const& info, unsigned int deviceId) {
@@ -117,7 +131,11 @@ void CTagIdManager::addNewTagIdInfo(CTagIdInfo const& info, std::vector<unsigned
 }
 
 void CTagIdManager::addDeviceId2CurTagBlock(unsigned int deviceId) {
-    if (mCurrentBlock != nullptr) {
+    // By its place: another block may stand there by now, and then it is that one's device.
+    // Test: CTagIdManager.TheCurrentBlockStandsForItsIdentity.
+    if (mCurrentSlot != nullptr) {
+        addDevice(*mCurrentSlot, mCurrentBlock->tagIdInfo(), deviceId);
+    } else if (mCurrentBlock != nullptr) {
         addDeviceId2TagBlock(mCurrentBlock->tagIdInfo(), deviceId);
     }
 }
@@ -129,7 +147,14 @@ void CTagIdManager::removeDeviceIdFromTagBlock(unsigned int deviceId, CTagIdInfo
 }
 
 void CTagIdManager::removeTagBlockByTagId(CTagIdInfo const& info) {
-    mBlocks.erase(keyOf(info));
+    auto const found = mBlocks.find(keyOf(info));
+    if (found == mBlocks.end()) {
+        return;
+    }
+    if (mCurrentSlot == &found->second) {
+        mCurrentSlot = nullptr;
+    }
+    mBlocks.erase(found);
 }
 
 void CTagIdManager::cleanupTagIdManager() {
@@ -137,4 +162,5 @@ void CTagIdManager::cleanupTagIdManager() {
         std::unique_ptr<CTagIdBlock> const dropped(entry.second);
     }
     mBlocks.clear();
+    mCurrentSlot = nullptr;
 }

@@ -24,6 +24,7 @@ public:
 class CTagIdBlock {
 public:
     explicit CTagIdBlock(CTagIdInfo const& info);
+    explicit CTagIdBlock(CTagIdInfo&& info);
 
     bool isDeviceExisted(unsigned int id) const;
     /** Appends without looking for a duplicate. */
@@ -73,6 +74,8 @@ public:
     void addNewTagBlock(CTagIdBlock const* block);
     /** Files a new block without devices and makes it current. */
     void addTagBlockByTagId(CTagIdInfo const& info);
+    /** The same for an identity that has no block yet; nothing for one that has. */
+    void addTagBlockIfNew(CTagIdInfo&& info);
     /** Adds one device to an identity, once. Only a new block takes over the info's Time. */
     void addDeviceId2TagBlock(CTagIdInfo const& info, unsigned int deviceId);
     /** Adds devices as CTagIdBlock::addDeviceIds does. The list stays as it is. */
@@ -97,8 +100,11 @@ public:
     std::size_t size() const { return mBlocks.size(); }
 
 private:
-    CTagIdBlock* file(std::unique_ptr<CTagIdBlock> block);
+    CTagIdBlock*& slotOf(CTagIdInfo const& info);
+    void makeCurrent(CTagIdBlock*& slot, std::unique_ptr<CTagIdBlock> block);
 
     Blocks mBlocks;
     CTagIdBlock* mCurrentBlock = nullptr;
+    /** Where the map has the current block, or what replaced it; null once that entry is gone. */
+    CTagIdBlock** mCurrentSlot = nullptr;
 };

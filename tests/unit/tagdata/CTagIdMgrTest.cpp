@@ -271,6 +271,40 @@ TEST(CTagIdManager, TheCurrentBlockStandsForItsIdentity) {
     EXPECT_THAT(replaced->deviceIds(), IsEmpty());
 }
 
+TEST(CTagIdManager, ADeviceOfACurrentBlockThatWasTakenOutMakesItsEntryAnew) {
+    CTagIdManager manager;
+    manager.addTagBlockByTagId(SONG);
+    std::unique_ptr<CTagIdBlock> const removed(manager.findTagBlockByTagIdInfo(SONG));
+    manager.removeTagBlockByTagId(SONG);
+
+    manager.addDeviceId2CurTagBlock(7);
+    manager.addDeviceId2CurTagBlock(8);
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(7, 8));
+    EXPECT_THAT(removed->deviceIds(), IsEmpty());
+}
+
+TEST(CTagIdManager, AnIdentityThatHasABlockDoesNotBecomeCurrentAsNew) {
+    CTagIdManager manager;
+    manager.addTagBlockIfNew(CTagIdInfo(OTHER));
+    manager.addTagBlockIfNew(CTagIdInfo(SONG));
+    manager.addTagBlockIfNew(CTagIdInfo(OTHER));
+
+    manager.addDeviceId2CurTagBlock(7);
+
+    EXPECT_THAT(devicesOf(manager, SONG), ElementsAre(7));
+    EXPECT_THAT(devicesOf(manager, OTHER), IsEmpty());
+    EXPECT_EQ(manager.findTagBlockByTagIdInfo(SONG)->tagIdInfo().Time, SONG.Time);
+}
+
+TEST(CTagIdManager, AnIdentityThatWasMissedIsNewAllTheSame) {
+    CTagIdManager manager;
+    EXPECT_FALSE(manager.isTagIdExist(SONG, 7));
+    manager.addTagBlockIfNew(CTagIdInfo(SONG));
+    EXPECT_NE(manager.findTagBlockByTagIdInfo(SONG), nullptr);
+    EXPECT_EQ(manager.size(), 1U);
+}
+
 TEST(CTagIdManager, ADeviceWithoutACurrentBlockIsIgnored) {
     CTagIdManager manager;
     manager.addDeviceId2CurTagBlock(7);

@@ -5,6 +5,9 @@
 
 namespace {
 
+/** So many devices are found as soon by a look at each. */
+constexpr std::size_t FEW = 32;
+
 bool standsForNoDevice(unsigned int id) {
     return id == 0 || id == NODEVICE;
 }
@@ -35,15 +38,31 @@ CTagIdBlock::CTagIdBlock(CTagIdInfo const& info) : mInfo(info) {}
 CTagIdBlock::CTagIdBlock(CTagIdInfo&& info) : mInfo(std::move(info)) {}
 
 bool CTagIdBlock::isDeviceExisted(unsigned int id) const {
+    if (mDeviceIds.size() > FEW) {
+        return mIndex.count(id) != 0;
+    }
     return std::find(mDeviceIds.begin(), mDeviceIds.end(), id) != mDeviceIds.end();
 }
 
 void CTagIdBlock::addDeviceId2Array(unsigned int id) {
     mDeviceIds.push_back(id);
+    if (mIndex.empty()) {
+        indexAll();
+    } else {
+        mIndex.insert(id);
+    }
 }
 
 void CTagIdBlock::removeDeviceId(unsigned int id) {
     mDeviceIds.erase(std::remove(mDeviceIds.begin(), mDeviceIds.end(), id), mDeviceIds.end());
+    indexAll();
+}
+
+void CTagIdBlock::indexAll() {
+    mIndex.clear();
+    if (mDeviceIds.size() > FEW) {
+        mIndex.insert(mDeviceIds.begin(), mDeviceIds.end());
+    }
 }
 
 void CTagIdBlock::addDeviceIds(std::vector<unsigned int> const& ids) {
@@ -64,6 +83,9 @@ std::size_t CTagIdBlock::repairSlots(std::vector<unsigned int> const& ids) {
             mDeviceIds[slot] = ids[slot];
             ++repaired;
         }
+    }
+    if (repaired != 0) {
+        indexAll();
     }
     return repaired;
 }

@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 /** The device id that names no device. */
@@ -44,9 +45,12 @@ public:
 
 private:
     std::size_t repairSlots(std::vector<unsigned int> const& ids);
+    void indexAll();
 
     CTagIdInfo mInfo;
     std::vector<unsigned int> mDeviceIds;
+    /** The same devices, to be found at once; empty while they are few. */
+    std::unordered_set<unsigned int> mIndex;
 };
 
 /**

@@ -2,7 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <array>
 #include <memory>
+#include <random>
 #include <vector>
 
 using testing::ElementsAre;
@@ -78,6 +81,64 @@ TEST(CTagIdBlock, AppendsTheSameDeviceTwiceAndRemovesBoth) {
     block.removeDeviceId(5);
     EXPECT_THAT(block.deviceIds(), ElementsAre(7, 9));
     EXPECT_FALSE(block.isDeviceExisted(5));
+}
+
+/** The devices of a block, by nothing but a list. */
+class ListOfDevices {
+public:
+    bool has(unsigned int id) const { return std::count(ids.begin(), ids.end(), id) != 0; }
+    void remove(unsigned int id) { ids.erase(std::remove(ids.begin(), ids.end(), id), ids.end()); }
+    void add(std::vector<unsigned int> const& more) {
+        std::size_t repaired = 0;
+        for (std::size_t slot = 0; slot < std::min(ids.size(), more.size()); ++slot) {
+            if (ids[slot] == 0 || ids[slot] == 0xFFFFFFFF) {
+                ids[slot] = more[slot];
+                ++repaired;
+            }
+        }
+        for (; repaired < more.size(); ++repaired) {
+            if (!has(more[repaired])) {
+                ids.push_back(more[repaired]);
+            }
+        }
+    }
+
+    std::vector<unsigned int> ids;
+};
+
+TEST(CTagIdBlock, ManyDevicesAreKeptAsInAPlainList) {
+    std::mt19937 random(1); // NOLINT: the same devices in each run
+    constexpr std::array<unsigned int, 4> ODD = {0, 0xFFFFFFFF, 1, 99};
+    auto const device = [&] {
+        return random() % 4 == 0 ? ODD[random() % ODD.size()]
+                                 : static_cast<unsigned int>(random() % 100);
+    };
+    for (int run = 0; run < 50; ++run) {
+        CTagIdBlock block(SONG);
+        ListOfDevices list;
+        for (int step = 0; step < 300; ++step) {
+            unsigned int const id = device();
+            // In every second run they never get many for long.
+            switch (random() % (run % 2 == 0 ? 4 : 2)) {
+            case 0:
+                block.removeDeviceId(id);
+                list.remove(id);
+                break;
+            case 1: {
+                std::vector<unsigned int> const ids = {id, device(), device()};
+                block.addDeviceIds(ids);
+                list.add(ids);
+                break;
+            }
+            default:
+                block.addDeviceId2Array(id);
+                list.ids.push_back(id);
+            }
+            ASSERT_EQ(block.deviceIds(), list.ids);
+            unsigned int const asked = device();
+            ASSERT_EQ(block.isDeviceExisted(asked), list.has(asked)) << asked;
+        }
+    }
 }
 
 TEST(CTagIdBlock, RemovingAnUnknownDeviceChangesNothing) {

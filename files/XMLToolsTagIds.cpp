@@ -9,7 +9,6 @@
 #include "tagdata/CTagIdMgr.h"
 
 #include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -18,27 +17,27 @@ CTagIdInfo identityOf(CTag const& tag, std::string time = {}) {
 }
 
 /** Nothing is escaped here: names reach the file as the registry has them. */
-void writeEntry(std::ostream& text, CTagIdBlock const& block) {
+void appendEntry(std::string& text, CTagIdBlock const& block) {
     CTagIdInfo const& info = block.tagIdInfo();
-    text << "  <TagId Name=\"" << info.Name << "\" Artist=\"" << info.Artist << "\" iTunesSongID=\""
-         << info.iTunesSongID << "\" Time=\"" << info.Time << "\">\n";
+    text.append("  <TagId Name=\"").append(info.Name);
+    text.append("\" Artist=\"").append(info.Artist);
+    text.append("\" iTunesSongID=\"").append(info.iTunesSongID);
+    text.append("\" Time=\"").append(info.Time).append("\">\n");
     for (unsigned int const id : block.deviceIds()) {
-        text << "    <DeviceId>" << id << "</DeviceId>\n";
+        text.append("    <DeviceId>").append(stdTools::toString(id)).append("</DeviceId>\n");
     }
-    text << "  </TagId>\n";
+    text.append("  </TagId>\n");
 }
 
 std::string textOf(CTagIdManager const& manager) {
-    std::ostringstream text;
-    text << LOCAL_FILE_HEAD;
+    std::string text = LOCAL_FILE_HEAD;
     for (auto const& [key, block] : manager) {
         // A look-up that missed leaves an entry without a block, which has nothing to write.
         if (block != nullptr && !CParseTagId::isCanNeglectOldTagId(block->tagIdInfo().Time)) {
-            writeEntry(text, *block);
+            appendEntry(text, *block);
         }
     }
-    text << LOCAL_FILE_END;
-    return text.str();
+    return text.append(LOCAL_FILE_END);
 }
 
 /** Records the new tags of a list. @return how many the device did not have yet */

@@ -122,12 +122,17 @@ bool CParseTagId::isTooOld(TimeInfo_t const& then, TimeInfo_t const& now) {
 }
 
 bool CParseTagId::isCanNeglectOldTagId(std::string const& text) {
+    return OldTagIds().include(text);
+}
+
+bool OldTagIds::include(std::string const& text) {
     if (text.empty()) {
         return false;
     }
-    TimeInfo_t now{};
+    if (!mNow) {
+        CParseTagId::convertTimeValue(CParseTagId::getCurrentTime(), mNow.emplace());
+    }
     TimeInfo_t then{};
-    convertTimeValue(getCurrentTime(), now);
-    convertTimeValue(text, then);
-    return isTooOld(then, now);
+    CParseTagId::convertTimeValue(text, then);
+    return CParseTagId::isTooOld(then, *mNow);
 }

@@ -2,6 +2,7 @@
 
 #include "files/ParseFSM.h"
 
+#include <optional>
 #include <string>
 
 /** The parsed form of an entry's Time. */
@@ -60,4 +61,14 @@ public:
      * @throws std::out_of_range if the text is too short, but not if it is empty
      */
     static bool isCanNeglectOldTagId(std::string const& text);
+};
+
+/** Which entries are too old, for all of one write as of the moment of its first dated entry. */
+class OldTagIds {
+public:
+    /** As CParseTagId::isCanNeglectOldTagId. */
+    bool include(std::string const& text);
+
+private:
+    std::optional<TimeInfo_t> mNow;
 };

@@ -30,10 +30,11 @@ void appendEntry(std::string& text, CTagIdBlock const& block) {
 }
 
 std::string textOf(CTagIdManager const& manager) {
+    OldTagIds old;
     std::string text = LOCAL_FILE_HEAD;
     for (auto const& [key, block] : manager) {
         // A look-up that missed leaves an entry without a block, which has nothing to write.
-        if (block != nullptr && !CParseTagId::isCanNeglectOldTagId(block->tagIdInfo().Time)) {
+        if (block != nullptr && !old.include(block->tagIdInfo().Time)) {
             appendEntry(text, *block);
         }
     }

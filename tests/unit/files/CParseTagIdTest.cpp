@@ -285,3 +285,17 @@ TEST(CParseTagId, AnEntryOfTheFutureIsTooOld) {
 TEST(CParseTagId, AnEntryWithoutATimeIsNeverTooOld) {
     expectAges({{"", false}});
 }
+
+TEST(OldTagIds, AreJudgedAsOfTheMomentOfTheFirstDatedOne) {
+    OldTagIds old;
+    EXPECT_FALSE(old.include(""));
+    {
+        FixedClock const first(2010, 6, 15, 12);
+        EXPECT_FALSE(old.include("2010/06/15/12"));
+    }
+    FixedClock const later(2010, 8, 15, 12);
+    EXPECT_FALSE(old.include("2010/06/15/12"));
+    EXPECT_TRUE(old.include("2010/05/15/12"));
+    EXPECT_TRUE(OldTagIds().include("2010/06/15/12"));
+    EXPECT_THROW(old.include("2010/06"), std::out_of_range);
+}

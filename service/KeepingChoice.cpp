@@ -4,7 +4,6 @@
 
 #include "bus/ArrivalBounds.h"
 #include "files/XMLTools.h"
-#include "files/safe/QuietConfig.h"
 
 KeepingChoice::KeepingChoice(Keeping& ordinary, SafeSurroundings around,
                              std::function<void(bool watched)> watchMedia)
@@ -31,7 +30,7 @@ Keeping& KeepingChoice::current() {
 }
 
 bool KeepingChoice::choose() {
-    std::unique_ptr<CConfigInfo> config = readConfigQuietly(XMLTools::_CONFIGFILEPATH);
+    std::shared_ptr<CConfigInfo const> config = mConfig.read(XMLTools::_CONFIGFILEPATH);
     if (config == nullptr) {
         if (mSafe != nullptr) {
             mSafe->keepLastConfig();

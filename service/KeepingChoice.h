@@ -1,5 +1,6 @@
 #pragma once
 
+#include "files/safe/QuietConfig.h"
 #include "service/SafeKeeping.h"
 
 #include <functional>
@@ -29,5 +30,6 @@ private:
     Keeping& mOrdinary;
     SafeSurroundings mAround;
     std::function<void(bool)> mWatchMedia;
+    QuietConfig mConfig;
     std::unique_ptr<SafeKeeping> mSafe;
 };

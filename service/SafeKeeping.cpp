@@ -57,7 +57,7 @@ bool areWaiting(KeptTags& kept, std::vector<CAmbigTag> const& tags) {
 
 SafeKeeping::SafeKeeping(SafeSurroundings around) : mAround(std::move(around)) {}
 
-void SafeKeeping::use(std::unique_ptr<CConfigInfo> config) {
+void SafeKeeping::use(std::shared_ptr<CConfigInfo const> config) {
     mConfig = std::move(config);
     mConfigIsOld = false;
 }

@@ -43,7 +43,7 @@ public:
     explicit SafeKeeping(SafeSurroundings around);
 
     /** The configuration of the piece of work that follows. */
-    void use(std::unique_ptr<CConfigInfo> config);
+    void use(std::shared_ptr<CConfigInfo const> config);
     /** The configuration cannot be read: the last one stays. Says so once. */
     void keepLastConfig();
 
@@ -101,7 +101,7 @@ private:
              stdTools::ErrorLevel level = stdTools::Message) const;
 
     SafeSurroundings mAround;
-    std::unique_ptr<CConfigInfo> mConfig;
+    std::shared_ptr<CConfigInfo const> mConfig;
     bool mConfigIsOld = false;
     std::unique_ptr<KeepingFolder> mFolder;
     bool mFolderReady = false;

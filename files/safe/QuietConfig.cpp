@@ -5,7 +5,11 @@
 #include "files/CParseConfig.h"
 #include "tagdata/CTagException.h"
 
+#include <array>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -17,18 +21,29 @@ bool isFile(std::string const& path) {
     return stat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode);
 }
 
-} // namespace
-
-std::unique_ptr<CConfigInfo> readConfigQuietly(std::string const& path) {
-    if (!isFile(path)) {
-        return nullptr;
+/** Puts what a file holds in place of the text. @return whether it could be read */
+bool readFile(std::string const& path, std::string& text) {
+    int const fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd == -1) {
+        return false;
     }
-    auto config = std::make_unique<CConfigInfo>(false);
+    text.clear();
+    std::array<char, 4096> chunk; // NOLINT: filled by read
+    ssize_t count = 0;
+    while ((count = ::read(fd, chunk.data(), chunk.size())) > 0) {
+        text.append(chunk.data(), static_cast<std::size_t>(count));
+    }
+    close(fd);
+    return count == 0;
+}
+
+std::shared_ptr<CConfigInfo const> parsed(std::string const& text) {
+    auto config = std::make_shared<CConfigInfo>(false);
     xmlSAXHandler handler = handlerFor<CParseConfig>();
     handler.warning = sayNothing;
     handler.error = sayNothing;
     try {
-        if (parseFile(handler, config.get(), path) != 0) {
+        if (parseMemory(handler, config.get(), text) != 0) {
             return nullptr;
         }
     } catch (CTagException* exception) {
@@ -37,4 +52,18 @@ std::unique_ptr<CConfigInfo> readConfigQuietly(std::string const& path) {
     }
     xmlCleanupParser();
     return config;
+}
+
+} // namespace
+
+std::shared_ptr<CConfigInfo const> QuietConfig::read(std::string const& path) {
+    std::string text;
+    if (!isFile(path) || !readFile(path, text)) {
+        return nullptr;
+    }
+    if (text != mText) {
+        mConfig = parsed(text);
+        mText = std::move(text);
+    }
+    return mConfig;
 }

@@ -63,6 +63,17 @@ std::optional<WholeNumber> readWholeNumber(std::string_view text) {
     return error == std::errc() ? std::optional(number) : std::nullopt;
 }
 
+/** A line in one piece: a request writes dozens. */
+std::string lineOf(int level, std::string_view product, std::string_view source,
+                   std::string_view message) {
+    std::string_view const prefix = prefixOf(level);
+    constexpr std::size_t BETWEEN = sizeof ": \n" - 1;
+    std::string line;
+    line.reserve(prefix.size() + product.size() + source.size() + message.size() + BETWEEN);
+    return line.append(prefix).append(product).append(source).append(": ").append(message).append(
+        "\n");
+}
+
 } // namespace
 
 stdTools tools;
@@ -76,11 +87,10 @@ void stdTools::Output(std::string source, std::string message, ErrorLevel level)
     if (FILELOGGING) {
         // Opened, and so made, for a level that writes nothing too.
         // Test: StdToolsOutput.MakesTheFileAtANegativeLevelAndWritesNothing.
-        appendToLogFile(toFile ? prefixOf(severity) + source + ": " + message + "\n" : "");
+        appendToLogFile(toFile ? lineOf(severity, "", source, message) : "");
     }
     if (toScreen) {
-        std::cout << prefixOf(severity) + (PRODUCT_PREFIX + source) + ": " + message + "\n"
-                  << std::flush;
+        std::cout << lineOf(severity, PRODUCT_PREFIX, source, message) << std::flush;
     }
 }
 

@@ -9,7 +9,7 @@ function(songlatch_unit_tests name)
     # One label, as a list does not survive the script that finds the cases: "unit-long" is chosen by
     # ctest -L unit as well as by -L long, and left out by -LE long.
     string(JOIN "-" labels "unit" ${UNIT_LABELS})
-    set(timeout 300)
+    set(timeout 900)
     if("long" IN_LIST UNIT_LABELS)
         set(timeout 1500)
     endif()

@@ -14,7 +14,7 @@ namespace {
 constexpr char NAME[] = "com.veldan.service.Songlatch";
 constexpr char PATH[] = "/com/veldan/service/Songlatch";
 
-class Service : public CSvcImplBase {
+class Service final : public CSvcImplBase {
 public:
     explicit Service(bool publish) : CSvcImplBase(NAME, PATH, publish) {}
 

@@ -31,7 +31,7 @@ constexpr unsigned int TIMEOUT = 30000;
 constexpr unsigned int DEADLINE_SECONDS = 200;
 
 /** Answers "echo" with its parameters, dies on "die", keeps quiet on anything else. */
-class Echo : public CSvcImplBase {
+class Echo final : public CSvcImplBase {
 public:
     explicit Echo(bool publish) : CSvcImplBase(NAME, PATH, publish) {}
 
@@ -50,7 +50,7 @@ public:
 };
 
 /** Notes what comes, and has the loop end when it is what the test waits for. */
-class Client : public CSvcClientBase {
+class Client final : public CSvcClientBase {
 public:
     void processTellbusResult(unsigned int const& id, CTellbusResult* result,
                               void* context) override {

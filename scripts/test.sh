@@ -5,12 +5,13 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 usage() {
     cat <<'END'
-Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--long | --page | --box | --all]
-                       [--] [ctest options]
+Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--build-only]
+                       [--long | --page | --box | --all] [--] [ctest options]
 
   --on SUITE     in a bare Debian bookworm, trixie or sid that is kept in build/on/, also of another
                  architecture as in bookworm/i386; see scripts/bare_tree.sh --help
-  --preset NAME  release (the default), debug, asan, tsan, coverage or fuzz
+  --preset NAME  release (the default), debug, ndebug, clang, asan, tsan, coverage or fuzz
+  --build-only   builds everything that the preset has, and runs nothing
   --page         only the tests of the rig's page, in a browser that this installs
   --long         only the tests that take longer than a few seconds
   --box          only those that make the packages and boot a box with them, as root
@@ -35,6 +36,7 @@ preset=release
 groups=(build run test)
 selection=(-LE 'long|page|box')
 browser=
+build_only=
 while [ $# -gt 0 ]; do
     case $1 in
     --preset)
@@ -45,6 +47,7 @@ while [ $# -gt 0 ]; do
         preset=$2
         shift
         ;;
+    --build-only) build_only=yes ;;
     --long) selection=(-L long) ;;
     --page)
         selection=(-L page)
@@ -73,8 +76,10 @@ while [ $# -gt 0 ]; do
 done
 
 targets=()
-if [ "$preset" = fuzz ]; then
-    groups+=(fuzz)
+if [ "$preset" = clang ]; then
+    groups+=(clang)
+elif [ "$preset" = fuzz ]; then
+    groups+=(clang fuzz)
     targets=(fuzz_targets)
     selection=(-L fuzz)
 fi
@@ -82,6 +87,7 @@ fi
 ensure_packages "${groups[@]}"
 [ -z "$browser" ] || "$repository/scripts/axe.sh" "$repository/build/page"
 build_preset "$preset" "${targets[@]}"
+[ -z "$build_only" ] || exit 0
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}

@@ -6,7 +6,12 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 cd "$repository"
 
 ensure_packages build test lint
-mapfile -t sources < <(git ls-files '*.c' '*.cpp' '*.h')
+known=$(git ls-files '*.c' '*.cpp' '*.h') || known=
+if [ -z "$known" ]; then
+    echo "scripts/lint.sh: git knows no source file in $repository: check out the repository with git" >&2
+    exit 1
+fi
+mapfile -t sources <<<"$known"
 if [ "${1:-}" = --fix ]; then
     clang-format -i "${sources[@]}"
     exit 0

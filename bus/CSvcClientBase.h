@@ -27,14 +27,14 @@ public:
     ~CSvcClientBase();
 
     /**
-     * Calls the text form, unless nobody answered in time, then forgets the call. Not to be
-     * overridden.
+     * Calls the text form, unless nobody answered and there is no text either, then forgets the
+     * call. Not to be overridden.
      */
     void processTellbusResult(unsigned int const& id, CTellbusResult* result,
                               void* context) override;
     void processTellbusStatus(unsigned int const& id, unsigned int status, void* context) override;
     /**
-     * The reply to a call. Does not come for a call that nobody answered.
+     * The reply to a call. Does not come for a call that nobody answered and that has no text.
      * @param id what invoke() returned
      * @param text JSON, empty for an error reply; gone when the handler has returned
      * @param context what invoke() was given

@@ -46,8 +46,8 @@ bool isEncoded(char character) {
 } // namespace
 
 void appendEncoded(std::string& text, std::string_view value) {
-    // Only the first quote and the first apostrophe: the stored files and the tag files on the
-    // iPods are defined by it. Test: CTagHTMLEncode.OnlyTheFirstDoubleQuoteIsEncoded.
+    // Only the first quote and the first apostrophe, in the stored files and on the iPods alike.
+    // Test: CTagHTMLEncode.OnlyTheFirstDoubleQuoteIsEncoded.
     FirstOnly quote("\"", "&quot;");
     FirstOnly apostrophe("'", "&apos;");
     for (;;) {

@@ -62,8 +62,11 @@ Keeping& CTaggingImpl::wayForThis() {
     return way;
 }
 
-void CTaggingImpl::processTellbusNameChange(unsigned int const&, CTellbusNameChange const* change,
-                                            void*) {
+void CTaggingImpl::processTellbusNameChange(unsigned int const& id,
+                                            CTellbusNameChange const* change, void* context) {
+    if (mWays->mediaSubscription == 0) {
+        return CSvcClientBase::processTellbusNameChange(id, change, context);
+    }
     bool const hasOwner = change->newOwner != nullptr && *change->newOwner != '\0';
     wayForThis().takeMediaOwner(hasOwner);
 }

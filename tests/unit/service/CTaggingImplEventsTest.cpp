@@ -6,6 +6,7 @@
 #include "bus/CTellbusEventTypes.h"
 #include "bus/CTellbusRequest.h"
 #include "bus/support/FakeTellbus.h"
+#include "bus/support/NewestChannel.h"
 #include "files/XMLTools.h"
 #include "platform/ControlNode.h"
 #include "service/NoConfiguration.h"
@@ -294,6 +295,41 @@ TEST_F(CTaggingImplEvents, DeletedAfterTheLoopHasEndedItIsNotCalledAnyMore) {
         CTellbusEventRouter::releaseMe();
     });
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(CTaggingImplEvents, AnOwnerChangeThatNobodySubscribedToIsOnlyReported) {
+    CTaggingImpl& tagging = start();
+    log.clear();
+    EXPECT_THAT(stdoutOf([&] { tagging.processTellbusNameChange(1, nullptr, nullptr); }),
+                HasSubstr("processTellbusNameChange"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(CTaggingImplEvents, DeletedWithEverythingRegisteredAndQueuedItIsNotCalledAnyMore) {
+    start();
+    CTellbusEventRouter* const router = CTellbusEventRouter::getMe();
+    NewestChannel const channel;
+    channel.postStop();
+    // Behind the end of the loop, so that all of it waits when the service goes.
+    int context = 0;
+    bus.request(&context, "getProperties", "{}");
+    bus.signal(DEVICESTATE, "{}");
+    bus.reply("[]");
+    stdoutOf([&] { router->start(); });
+    log.clear();
+    bus.calls.clear();
+    bus.duringShutdown = [&] {
+        for (; completed < bus.unsubscribes.size(); ++completed) {
+            bus.complete(TELLBUS_E_CLOSED, completed);
+        }
+    };
+    stdoutOf([&] {
+        service.reset();
+        CTellbusEventRouter::releaseMe();
+    });
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_THAT(bus.operations(), testing::IsSupersetOf({"unregisterService", "shutdown"}));
+    EXPECT_THAT(emitted(), IsEmpty());
 }
 
 TEST_F(CTaggingImplEvents, AStartWithoutAConfigurationPublishesNoCount) {

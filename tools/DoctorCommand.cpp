@@ -15,6 +15,9 @@
 
 namespace {
 
+/** Where the page is that knows what no check can see. */
+constexpr char FURTHER[] = "share/doc/songlatch-tools/troubleshooting.md has more causes";
+
 struct DoctorOptions {
     std::string configuration = DEFAULT_CONFIGURATION;
     int timeout = DEFAULT_TIMEOUT_SECONDS;
@@ -111,10 +114,13 @@ void doctor(DoctorOptions const& options, Console& console) {
         print(findings, console);
     }
     if (isBad(findings, "bus") || isBad(findings, "service")) {
-        throw Failure("there is no service to be asked; the lines above say why", Unreachable);
+        throw Failure(std::string("there is no service to be asked; the lines above say why, ")
+                          + FURTHER,
+                      Unreachable);
     }
     if (isBad(findings, "")) {
-        throw Failure("something is wrong; the lines above say what to do");
+        throw Failure(std::string("something is wrong; the lines above say what to do, ")
+                      + FURTHER);
     }
 }
 
@@ -125,5 +131,6 @@ void addDoctor(CLI::App& command, Console& console) {
     addConfig(command, options->configuration);
     addTimeout(command, options->timeout);
     addJson(command, options->json);
+    command.footer(std::string("\n") + FURTHER + ".");
     command.callback([options, &console] { doctor(*options, console); });
 }

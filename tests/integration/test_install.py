@@ -104,6 +104,13 @@ class Tree(InstallTest):
         activation = (self.prefix / "share/dbus-1/system-services" / f"{SERVICE}.service").read_text()
         self.assertNotIn("/usr", activation)
 
+    def test_the_page_that_doctor_points_to_is_there(self):
+        self.install("--prefix", self.prefix)
+        helped = subprocess.run([binary("songlatchctl"), "doctor", "--help"], check=True,
+                                capture_output=True, text=True).stdout
+        page = re.search(r"\S+/troubleshooting\.md", helped).group()
+        self.assertTrue((self.prefix / page).is_file(), page)
+
     def test_no_placeholder_is_left(self):
         self.install("--prefix", self.prefix)
         for path, text in self.texts(self.prefix):

@@ -257,6 +257,7 @@ class Doctor(FilesTest):
                     str(self.folder.configuration)], env=calls.environment(self.car.bus),
                    capture_output=True, text=True, check=False)
         self.assertEqual(done.returncode, status, done.stderr)
+        self.assertEqual("troubleshooting.md" in done.stderr, status != 0)
         return json.loads(done.stdout)["findings"]
 
     def bad(self, area, status=1):

@@ -5,7 +5,7 @@
 
 namespace {
 
-[[gnu::section("QNX_usage"), gnu::used]] char const usageRecord[] =
+[[gnu::section("QNX_usage"), gnu::used, gnu::retain]] char const usageRecord[] =
     "service to handle HD Radio Tag for Purchase\n"
     "Read doc/SonglatchingJSONInterface.doc for further information\n"
     "\n"
@@ -15,7 +15,7 @@ namespace {
     "- CONFIGFILE takes the next argument as the full path to the config file.\n"
     "  ex: CONFIGFILE /etc/Songlatchingconfig.xml\n";
 
-[[gnu::section("QNX_info"), gnu::used]] char const infoRecord[] =
+[[gnu::section("QNX_info"), gnu::used, gnu::retain]] char const infoRecord[] =
     "NAME=Songlatch\n"
     "DESCRIPTION=Service to handle HD Radio Tag for Purchase\n"
     "STATE=Experimental\n"

@@ -271,10 +271,14 @@ class Installed(StartTest):
         date = datetime.datetime.fromtimestamp(float(moment), datetime.timezone.utc)
         return f"{date:%b} {date.day:2} {date:%Y}"
 
-    def record(self, section):
+    def test_a_linker_that_drops_what_nothing_refers_to_keeps_the_records(self):
+        for section in ("QNX_usage", "QNX_info"):
+            self.assertEqual(self.record(section, "Songlatch-undertest"), self.record(section))
+
+    def record(self, section, program="Songlatch"):
         """The lines of a section of the program."""
         path = self.folder.path / section
-        run(["objcopy", "--dump-section", f"{section}={path}", binary("Songlatch"), os.devnull])
+        run(["objcopy", "--dump-section", f"{section}={path}", binary(program), os.devnull])
         return path.read_text().rstrip("\0").removesuffix("\n").split("\n")
 
     def test_it_stores_a_tag_and_logs_to_tmp(self):

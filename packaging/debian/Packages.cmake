@@ -22,7 +22,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
-set(CPACK_COMPONENTS_ALL songlatch libtellbus1 libtellbus-dev songlatch-tools)
+set(CPACK_COMPONENTS_ALL songlatch libtellbus1 libtellbus-dev songlatch-tools songlatch-radio)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
@@ -89,5 +89,14 @@ songlatch_package(songlatch-tools
     DESCRIPTION "songlatchctl talks to the service and reads its files. songlatch-rig
  stands in for the media service and the iPods around it."
     DEPENDS "libtellbus1 (= ${CPACK_PACKAGE_VERSION}-1)")
+
+songlatch_package(songlatch-radio
+    SUMMARY "radio side of Songlatch, for an HD Radio receiver"
+    DESCRIPTION "Reads what a receiver tells about the programme, knows what is playing, and
+ marks it at the press of a button. The unit starts a receiver with it once
+ there is one, and /etc/default/songlatch-radio says what to receive."
+    DEPENDS "libtellbus1 (= ${CPACK_PACKAGE_VERSION}-1), songlatch (= ${CPACK_PACKAGE_VERSION}-1)"
+    CONTROL postinst prerm postrm)
+set(CPACK_DEBIAN_SONGLATCH-RADIO_PACKAGE_SUGGESTS "nrsc5")
 
 include(CPack)

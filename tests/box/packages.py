@@ -9,7 +9,7 @@ from box import BUILD
 
 PLACE = BUILD / "packages"
 SERVICE = ("libtellbus1", "songlatch", "songlatch-tools")
-ALL = (*SERVICE, "libtellbus-dev")
+ALL = (*SERVICE, "libtellbus-dev", "songlatch-radio")
 
 
 def package(name):

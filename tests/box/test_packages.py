@@ -39,7 +39,8 @@ class Packages(unittest.TestCase):
 
     def test_programs_are_stripped_and_have_debug_packages(self):
         for name, program in (("songlatch", "usr/bin/Songlatch"),
-                              ("songlatch-tools", "usr/bin/songlatchctl")):
+                              ("songlatch-tools", "usr/bin/songlatchctl"),
+                              ("songlatch-radio", "usr/bin/songlatch-radio")):
             with tempfile.TemporaryDirectory() as folder:
                 subprocess.run(["dpkg-deb", "--extract", packages.package(name), folder], check=True)
                 self.assertNotIn(".debug_info", output("readelf", "-SW", f"{folder}/{program}"))

@@ -169,11 +169,12 @@ void printForZsh(std::ostream& out, CLI::App& tree) {
         out << "    " << command.name << ")\n        _arguments";
         for (OptionWords const& option : command.options) {
             for (std::string const& name : option.names) {
-                std::string const value =
-                    option.takesValue ? ":value:" + zshValues(option.values) : std::string();
-                out << " \\\n            "
-                    << quoted("*" + name + "[" + zshText(option.meaning) + "]" + value,
-                              POSIX_QUOTE);
+                std::string text = "*" + name;
+                text += "[" + zshText(option.meaning) + "]";
+                if (option.takesValue) {
+                    text += ":value:" + zshValues(option.values);
+                }
+                out << " \\\n            " << quoted(text, POSIX_QUOTE);
             }
         }
         out << " \\\n            "

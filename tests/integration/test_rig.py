@@ -403,7 +403,8 @@ class Program(CarTest):
                 program.process.stdin.close()
                 program.expect_running_for(1)
                 answer = calls.busctl_raw(self.car.bus, "getDevices", "s", "{}", to=MEDIA)
-                self.assertIn(str(self.car.mount_point(1)), answer)
+                [attached] = json.loads(json.loads(answer)["data"][0])["devices"]
+                self.assertEqual(attached["device"]["mountPoint"], str(self.car.mount_point(1)))
                 program.process.send_signal(number)
                 self.assert_ended_in_order()
 

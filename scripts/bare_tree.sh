@@ -56,6 +56,8 @@ make_tree() {
 
 # As root and the first process of the namespaces: mounts what programs expect, runs the command.
 enter_tree() {
+    # Anywhere else these mounts would stay, and whoever deletes the tree would empty this machine's /dev.
+    [ $$ -eq 1 ] || fail "--enter is the script's own, for the first process of a namespace; see --help"
     local home=$1 architecture=$2 root=$1/root
     shift 2
     mount --bind "$repository" "$root/songlatch"

@@ -6,7 +6,8 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 usage() {
     cat <<'END'
 Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--build-only]
-                       [--long | --page | --box | --all] [--] [ctest options]
+                       [--long | --page | --box | --counted | --all] [--] [ctest options]
+       scripts/test.sh --counted --record
 
   --on SUITE     in a bare Debian bookworm, trixie or sid that is kept in build/on/, also of another
                  architecture as in bookworm/i386; see scripts/bare_tree.sh --help
@@ -16,11 +17,13 @@ Usage: scripts/test.sh [--on SUITE[/ARCH]] [--preset NAME] [--build-only]
   --long         only the tests that take longer than a few seconds
   --box          only those that make the packages and boot a box with them, as root
   --all          those and all others
+  --counted      only those that count what a request takes, with valgrind, where the compiler and the
+                 libraries are those of the record; with --record the counts become the record
   --help         this text
 
 The preset fuzz builds and runs the fuzz targets alone, for a bounded time.
-Without --long, --page, --box and --all the tests labelled "long", "page" and "box" are left out. What
-follows is handed to ctest, as in: scripts/test.sh --preset asan -R CTag
+Without --long, --page, --box, --counted and --all the tests labelled "long", "page", "box" and "counted"
+are left out. What follows is handed to ctest, as in: scripts/test.sh --preset asan -R CTag
 END
 }
 
@@ -34,7 +37,8 @@ fi
 
 preset=release
 groups=(build run test)
-selection=(-LE 'long|page|box')
+selection=(-LE 'long|page|box|counted')
+record=
 browser=
 build_only=
 while [ $# -gt 0 ]; do
@@ -57,8 +61,13 @@ while [ $# -gt 0 ]; do
         selection=(-L box)
         groups+=(box tree)
         ;;
+    --counted)
+        selection=(-L counted)
+        groups+=(counted)
+        ;;
+    --record) record=yes ;;
     --all)
-        selection=()
+        selection=(-LE counted)
         browser=yes
         groups+=(box tree)
         ;;
@@ -88,6 +97,8 @@ ensure_packages "${groups[@]}"
 [ -z "$browser" ] || "$repository/scripts/axe.sh" "$repository/build/page"
 build_preset "$preset" "${targets[@]}"
 [ -z "$build_only" ] || exit 0
+[ -z "$record" ] || exec env SONGLATCH_BIN="$repository/build/$preset/bin" SONGLATCH_START_DEADLINE=60 \
+    SONGLATCH_DEADLINE=600 python3 -B "$repository/tests/counted/test_counts.py" --record
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}

@@ -58,14 +58,15 @@ class Folder:
 
 
 class Service:
-    """The service process."""
+    """The service process, under another program's command where one is given."""
 
-    def __init__(self, bus, folder, program="Songlatch-undertest", arguments=None, keep=False):
+    def __init__(self, bus, folder, program="Songlatch-undertest", arguments=None, keep=False,
+                 under=()):
         if arguments is None:
             arguments = [f"-config={folder.configuration}"]
         self.errors = folder.path / "service.err"
         self.program = Program(
-            [binary(program), *arguments],
+            [*under, binary(program), *arguments],
             {**bus.environment, "SONGLATCH_TEST_LOG": str(folder.log_path)},
             folder=folder.path, errors=self.errors,
             keep=folder.path / "service.out" if keep else None)

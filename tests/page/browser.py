@@ -30,8 +30,10 @@ PICTURES = pathlib.Path(os.environ.get("SONGLATCH_PICTURES", ROOT / "build/relea
 
 try:
     from selenium import webdriver
+    from selenium.common.exceptions import StaleElementReferenceException
     from selenium.webdriver.common.by import By
     from selenium.webdriver.chrome.service import Service as DriverService
+    from selenium.webdriver.support.ui import WebDriverWait
 except ImportError:
     webdriver = None
 
@@ -87,9 +89,15 @@ class Window:
         return self.driver.execute_script(script, *arguments)
 
     def click(self, selector):
+        """Clicks; what is drawn anew between the look and the click is looked for again."""
+        WebDriverWait(self.driver, DEADLINE, ignored_exceptions=[
+            StaleElementReferenceException]).until(lambda _: self._click_once(selector))
+
+    def _click_once(self, selector):
         element = self.one(selector)
         self.run("arguments[0].scrollIntoView({block: 'center'})", element)
         element.click()
+        return True
 
     def fill(self, selector, text):
         element = self.one(selector)

@@ -105,7 +105,7 @@ class Radio(PageTest):
     def test_the_button_marks_what_is_playing(self):
         self.window.wait_for("#song-name", "Nothing that can be tagged")
         self.window.click("#mark")
-        self.window.wait_for("#mark-reply", "nothing is playing")
+        self.window.wait_for("#mark-reply", "Nothing is playing")
         self.hear("Synchronized", *self.PROGRAMME, "Audio bit rate: 40.7 kbps")
         self.window.wait_for("#song-name", "Harbor Lights")
         self.window.wait_for("#song-artist", "The Paper Boats")

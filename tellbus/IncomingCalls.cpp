@@ -146,7 +146,12 @@ void IncomingCalls::onIntrospectCall(DBusMessage* message) {
 }
 
 void IncomingCalls::onPropertiesCall(DBusMessage* message) {
-    if (!isObject(orEmpty(dbus_message_get_path(message)))) {
+    bool isObject = false;
+    {
+        MutexLock const lock(mOutbox->mutex());
+        isObject = mServices.hasObject(orEmpty(dbus_message_get_path(message)));
+    }
+    if (!isObject) {
         return refuseUnknownPath(message);
     }
     PropertiesMethod const* const method = propertiesMethodOf(message);
@@ -163,12 +168,6 @@ void IncomingCalls::onPropertiesCall(DBusMessage* message) {
     if (!dbus_message_get_no_reply(message)) {
         mOutbox->send(replyWithoutProperties(returnAddressOf(message)));
     }
-}
-
-bool IncomingCalls::isObject(std::string const& path) {
-    MutexLock const lock(mOutbox->mutex());
-    return path == "/" || !mServices.describedAt(path).empty()
-           || !mServices.childrenOf(path).empty();
 }
 
 void IncomingCalls::refuse(DBusMessage* call, char const* errorName, std::string const& text) {

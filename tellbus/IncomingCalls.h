@@ -49,8 +49,6 @@ private:
     void onPeerCall(DBusMessage* message);
     void onIntrospectCall(DBusMessage* message);
     void onPropertiesCall(DBusMessage* message);
-    /** Whether a service is there or below. */
-    bool isObject(std::string const& path);
     void refuse(DBusMessage* call, char const* errorName, std::string const& text);
     void refuseUnknownPath(DBusMessage* call);
     TELLBUS_tStatus onNameAnswer(ServicePtr const& service, TELLBUS_tStatus status);

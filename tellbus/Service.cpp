@@ -87,4 +87,10 @@ std::set<std::string> Services::childrenOf(std::string_view path) const {
     return children;
 }
 
+bool Services::hasObject(std::string_view path) const {
+    bool const isPath = std::any_of(mServices.begin(), mServices.end(),
+                                    [path](auto const& service) { return service->path == path; });
+    return path == "/" || isPath || !childrenOf(path).empty();
+}
+
 } // namespace tellbus

@@ -60,6 +60,9 @@ public:
     /** The next elements of the registered paths below a path, each once. */
     std::set<std::string> childrenOf(std::string_view path) const;
 
+    /** Whether a service is at the path or below it; the root is always there. */
+    bool hasObject(std::string_view path) const;
+
 private:
     std::vector<ServicePtr> mServices;
 };
